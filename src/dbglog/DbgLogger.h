@@ -1,0 +1,47 @@
+// The process-wide logger: drops, formats, cleans and hands on.
+#pragma once
+
+#include <cstddef>
+
+#include "dbglog/DbgLogOutput.h"
+
+// Hands each message to its two outputs.
+//
+// Threads: Log may be called from any thread at any time, also before the library is initialised
+// and after it is unloaded, when it does nothing. There is no lock here; the outputs have theirs.
+//
+// The object is constant-initialised and has no destructor, so that it can be used in either of
+// those phases. Attach and Detach belong to load and unload.
+class CDbgLogger {
+public:
+    // Longest message in units, its terminator included. Longer ones are cut.
+    static constexpr std::size_t kMessageCapacity = 1024;
+
+    // Takes ownership of both outputs.
+    void Attach(IDBGLogOutput* fileOutput, IDBGLogOutput* smOutput);
+
+    // Releases the file output, then the other one.
+    void Detach();
+
+    // Logs one message. format is that of WideFormat; by convention its first %s takes the name of
+    // the calling function. Every message of the library has level 1.
+    void Log(int level, const WCHAR* format, ...);
+
+private:
+    bool IsWanted(int level) const;
+
+    IDBGLogOutput* m_pFileOutput = nullptr;  // owned
+    IDBGLogOutput* m_pSMOutput = nullptr;    // owned
+    int m_nLevel = 2;                        // larger levels are dropped before formatting
+};
+
+// The one logger of the process.
+extern CDbgLogger g_DbgLogger;
+
+// Logs a failure and returns its code, so that meeting, logging and returning it is one statement.
+// The format gets the remaining arguments; a format that shows the code gets it among them.
+template <typename... Arguments>
+int LogFailure(int code, const WCHAR* format, Arguments... arguments) {
+    g_DbgLogger.Log(1, format, arguments...);
+    return code;
+}

@@ -1,0 +1,76 @@
+// The queue's operations. Included where queues are used, so that they can be inlined there.
+#pragma once
+
+#include <exception>
+
+#include "dbglog/DbgLogger.h"
+#include "fenwickel/SyncQueue.h"
+#include "platform/Platform.h"
+
+// Waits without limit. See CSyncQueue for why a failure ends the process.
+inline void WaitForQueueObject(HANDLE object) {
+    if (WaitForSingleObject(object, INFINITE) != WAIT_OBJECT_0) {
+        g_DbgLogger.Log(1, WIDE("[SYNC]:[%s]:failed to wait for a queue object.EC:[%d]."),
+                        WIDE("CSyncQueue"), GetLastError());
+        std::terminate();
+    }
+}
+
+inline void RequireQueueRelease(BOOL released) {
+    if (!released) {
+        g_DbgLogger.Log(1, WIDE("[SYNC]:[%s]:failed to release a queue object.EC:[%d]."),
+                        WIDE("CSyncQueue"), GetLastError());
+        std::terminate();
+    }
+}
+
+template <typename T>
+int CSyncQueue<T>::Create(std::int32_t capacity) {
+    Close();
+    m_items.clear();
+    hLock = CreateMutexW(nullptr, FALSE, nullptr);
+    if (hLock == nullptr) {
+        return static_cast<int>(GetLastError());
+    }
+    hFreeSlots = CreateSemaphoreW(nullptr, capacity, capacity, nullptr);
+    if (hFreeSlots == nullptr) {
+        return static_cast<int>(GetLastError());
+    }
+    hFilledSlots = CreateSemaphoreW(nullptr, 0, capacity, nullptr);
+    return hFilledSlots != nullptr ? 0 : static_cast<int>(GetLastError());
+}
+
+template <typename T>
+void CSyncQueue<T>::Close() {
+    for (HANDLE* object : {&hLock, &hFilledSlots, &hFreeSlots}) {
+        if (*object != nullptr) {
+            CloseHandle(*object);
+            *object = nullptr;
+        }
+    }
+}
+
+template <typename T>
+CSyncQueue<T>::~CSyncQueue() {
+    Close();
+}
+
+template <typename T>
+void CSyncQueue<T>::Push(const T& item) {
+    WaitForQueueObject(hFreeSlots);
+    WaitForQueueObject(hLock);
+    m_items.push_back(item);
+    RequireQueueRelease(ReleaseMutex(hLock));
+    RequireQueueRelease(ReleaseSemaphore(hFilledSlots, 1, nullptr));
+}
+
+template <typename T>
+T CSyncQueue<T>::Pop() {
+    WaitForQueueObject(hFilledSlots);
+    WaitForQueueObject(hLock);
+    T item = std::move(m_items.front());
+    m_items.pop_front();
+    RequireQueueRelease(ReleaseMutex(hLock));
+    RequireQueueRelease(ReleaseSemaphore(hFreeSlots, 1, nullptr));
+    return item;
+}

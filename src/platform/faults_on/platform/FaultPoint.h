@@ -1,0 +1,36 @@
+// Fault points of test builds: every function of the layer asks here before it does its work.
+#pragma once
+
+#include "fenwickel/Types.h"
+
+// Counts a call of the named function. True when the armed fault makes this call fail; the calling
+// thread's last error is then the armed code. In kill mode the process ends here by SIGKILL.
+bool FaultFails(const char* function);
+
+// How many of byteCount bytes the named transfer may move: half of them when the armed fault makes
+// this call transfer short, otherwise all. Belongs to the call that FaultFails counted last on the
+// calling thread.
+DWORD FaultLimit(const char* function, DWORD byteCount);
+
+enum class FaultMode { Once, FromThenOn, Short, Kill };
+
+// Arms one fault, replacing any other: the nth call (from 1) of the named function, or of any
+// function when the name is "*". Counts start again at 0. Any thread may call it.
+void FaultArm(const char* function, long long nthCall, FaultMode mode, DWORD code);
+
+// Arms from text such as "WriteFile:3:once:112" (function:nth:once|always|short|kill[:code]), as
+// the environment variable FENWICKEL_FAULT holds it. False when the text is not understood.
+bool FaultArmFromText(const char* text);
+
+// Disarms and answers how many calls the fault hit.
+long long FaultDisarm();
+
+// Calls of the named function counted since the last arming.
+long long FaultCalls(const char* function);
+
+// Handles of the layer that are open in this process.
+long long FaultOpenHandles();
+
+// Count one opened or closed handle; called by the layer itself.
+void FaultHandleOpened();
+void FaultHandleClosed();

@@ -1,0 +1,227 @@
+// Open files: CreateFileW, transfers, size and position.
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <string>
+
+#include "platform/posix/FileLock.h"
+#include "platform/posix/Handle.h"
+#include "platform/posix/Names.h"
+
+namespace {
+
+class File final : public Object {
+public:
+    explicit File(Descriptor descriptor)
+        : Object(ObjectKind::File), descriptor_(std::move(descriptor)) {}
+    int get() const { return descriptor_.get(); }
+
+private:
+    Descriptor descriptor_;
+};
+
+// What the caller's access, sharing and disposition mean here.
+struct OpenPlan {
+    int flags = 0;
+    int lockOperation = 0;
+    bool regularOnly = true;
+};
+
+bool PlanAccess(DWORD access, OpenPlan* plan) {
+    switch (access) {
+        case GENERIC_READ | GENERIC_WRITE:
+            plan->flags = O_RDWR;
+            return true;
+        case GENERIC_READ:
+            plan->flags = O_RDONLY;
+            return true;
+        case FILE_APPEND_DATA:
+            plan->flags = O_WRONLY | O_APPEND;
+            plan->regularOnly = false;
+            return true;
+        default:
+            return false;
+    }
+}
+
+bool PlanSharing(DWORD access, DWORD share, OpenPlan* plan) {
+    if (share == (FILE_SHARE_READ | FILE_SHARE_WRITE)) {
+        return true;
+    }
+    plan->lockOperation = access == GENERIC_READ ? LOCK_SH : LOCK_EX;
+    return share == FILE_SHARE_READ;
+}
+
+bool PlanDisposition(DWORD disposition, OpenPlan* plan) {
+    switch (disposition) {
+        case CREATE_NEW:
+            plan->flags |= O_CREAT | O_EXCL;
+            return true;
+        case OPEN_ALWAYS:
+            plan->flags |= O_CREAT;
+            return true;
+        default:
+            return disposition == OPEN_EXISTING;
+    }
+}
+
+// Reads or writes until everything is moved, the file ends or an error comes; true without error.
+template <typename Step>
+bool TransferAll(DWORD byteCount, DWORD* moved, Step step) {
+    *moved = 0;
+    while (*moved < byteCount) {
+        const ssize_t count = step(*moved, byteCount - *moved);
+        if (count == 0) {
+            break;
+        }
+        if (count > 0) {
+            *moved += static_cast<DWORD>(count);
+        } else if (errno != EINTR) {
+            return Fail(TransferError(errno)) != FALSE;
+        }
+    }
+    return true;
+}
+
+BOOL DoneOrTransferError(int result) {
+    return result == 0 ? TRUE : Fail(TransferError(errno));
+}
+
+}  // namespace
+
+HANDLE CreateFileW(const WCHAR* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
+                   DWORD disposition, DWORD attributes, HANDLE templateFile) {
+    if (FaultFails("CreateFileW")) {
+        return INVALID_HANDLE_VALUE;
+    }
+    OpenPlan plan;
+    if (!PlanAccess(access, &plan) || !PlanSharing(access, share, &plan) ||
+        !PlanDisposition(disposition, &plan) || security != nullptr || templateFile != nullptr ||
+        (attributes & ~FILE_ATTRIBUTE_NORMAL) != 0) {
+        SetLastError(ERROR_NOT_SUPPORTED);
+        return INVALID_HANDLE_VALUE;
+    }
+    std::string bytes;
+    if (!PathFromWide(path, &bytes)) {
+        return INVALID_HANDLE_VALUE;
+    }
+    Descriptor descriptor = OpenLocked(bytes, plan.flags, plan.lockOperation, plan.regularOnly);
+    if (!descriptor) {
+        return INVALID_HANDLE_VALUE;
+    }
+    SetLastError(ERROR_SUCCESS);
+    return NewHandle<File>(INVALID_HANDLE_VALUE, std::move(descriptor));
+}
+
+BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER* size) {
+    if (FaultFails("GetFileSizeEx")) {
+        return FALSE;
+    }
+    File* const object = ObjectOf<File>(file, ObjectKind::File);
+    struct stat status;
+    if (object == nullptr) {
+        return FALSE;
+    }
+    if (fstat(object->get(), &status) != 0) {
+        return Fail(TransferError(errno));
+    }
+    size->QuadPart = status.st_size;
+    return TRUE;
+}
+
+BOOL ReadFile(HANDLE file, void* buffer, DWORD byteCount, DWORD* bytesRead,
+              OVERLAPPED* overlapped) {
+    if (FaultFails("ReadFile")) {
+        return FALSE;
+    }
+    File* const object = ObjectOf<File>(file, ObjectKind::File);
+    if (object == nullptr) {
+        return FALSE;
+    }
+    if (bytesRead == nullptr || overlapped != nullptr) {
+        return Fail(ERROR_INVALID_PARAMETER);
+    }
+    return TransferAll(FaultLimit("ReadFile", byteCount), bytesRead,
+                       [&](DWORD done, DWORD left) {
+                           return read(object->get(), static_cast<char*>(buffer) + done, left);
+                       });
+}
+
+BOOL WriteFile(HANDLE file, const void* buffer, DWORD byteCount, DWORD* bytesWritten,
+               OVERLAPPED* overlapped) {
+    if (FaultFails("WriteFile")) {
+        return FALSE;
+    }
+    File* const object = ObjectOf<File>(file, ObjectKind::File);
+    if (object == nullptr) {
+        return FALSE;
+    }
+    if (bytesWritten == nullptr || overlapped != nullptr) {
+        return Fail(ERROR_INVALID_PARAMETER);
+    }
+    return TransferAll(FaultLimit("WriteFile", byteCount), bytesWritten,
+                       [&](DWORD done, DWORD left) {
+                           const char* const from = static_cast<const char*>(buffer) + done;
+                           return write(object->get(), from, left);
+                       });
+}
+
+BOOL SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, LARGE_INTEGER* position, DWORD method) {
+    if (FaultFails("SetFilePointerEx")) {
+        return FALSE;
+    }
+    File* const object = ObjectOf<File>(file, ObjectKind::File);
+    if (object == nullptr) {
+        return FALSE;
+    }
+    if (method != FILE_BEGIN) {
+        return Fail(ERROR_NOT_SUPPORTED);
+    }
+    if (distance.QuadPart < 0) {
+        return Fail(ERROR_NEGATIVE_SEEK);
+    }
+    const off_t reached = lseek(object->get(), distance.QuadPart, SEEK_SET);
+    if (reached < 0) {
+        return Fail(TransferError(errno));
+    }
+    if (position != nullptr) {
+        position->QuadPart = reached;
+    }
+    return TRUE;
+}
+
+BOOL SetEndOfFile(HANDLE file) {
+    if (FaultFails("SetEndOfFile")) {
+        return FALSE;
+    }
+    File* const object = ObjectOf<File>(file, ObjectKind::File);
+    if (object == nullptr) {
+        return FALSE;
+    }
+    if ((fcntl(object->get(), F_GETFL) & O_ACCMODE) == O_RDONLY) {
+        return Fail(ERROR_ACCESS_DENIED);
+    }
+    const off_t position = lseek(object->get(), 0, SEEK_CUR);
+    return DoneOrTransferError(position < 0 ? -1 : ftruncate(object->get(), position));
+}
+
+BOOL FlushFileBuffers(HANDLE file) {
+    if (FaultFails("FlushFileBuffers")) {
+        return FALSE;
+    }
+    File* const object = ObjectOf<File>(file, ObjectKind::File);
+    if (object == nullptr) {
+        return FALSE;
+    }
+    if ((fcntl(object->get(), F_GETFL) & O_ACCMODE) == O_RDONLY) {
+        return Fail(ERROR_ACCESS_DENIED);
+    }
+    int result = 0;
+    do {
+        result = fsync(object->get());
+    } while (result != 0 && errno == EINTR);
+    // A pipe or a terminal has nothing to flush.
+    return result != 0 && errno == EINVAL ? TRUE : DoneOrTransferError(result);
+}

@@ -1,0 +1,78 @@
+#include "platform/posix/FileLock.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+
+namespace {
+
+// Somebody would have to replace the file this often in the moments between open and lock.
+constexpr int kMostAttempts = 100;
+constexpr mode_t kNewFileMode = 0666;  // less the process's umask
+
+enum class Outcome { Done, Replaced, Failed };
+
+Descriptor OpenRetried(const std::string& path, int flags) {
+    int number = -1;
+    do {
+        number = open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, kNewFileMode);
+    } while (number < 0 && errno == EINTR);
+    return Descriptor(number);
+}
+
+Outcome Refuse(DWORD code) {
+    SetLastError(code);
+    return Outcome::Failed;
+}
+
+Outcome LockNamedFile(int file, const std::string& path, int lockOperation) {
+    if (flock(file, lockOperation | LOCK_NB) != 0) {
+        return Refuse(LockError(errno));
+    }
+    struct stat held;
+    struct stat named;
+    if (fstat(file, &held) != 0) {
+        return Refuse(TransferError(errno));
+    }
+    const bool same = stat(path.c_str(), &named) == 0 && held.st_ino == named.st_ino &&
+                      held.st_dev == named.st_dev;
+    return same ? Outcome::Done : Outcome::Replaced;
+}
+
+Outcome CheckAndLock(int file, const std::string& path, int lockOperation, bool regularOnly) {
+    struct stat status;
+    if (fstat(file, &status) != 0) {
+        return Refuse(TransferError(errno));
+    }
+    const bool regular = S_ISREG(status.st_mode);
+    if (S_ISDIR(status.st_mode) || (regularOnly && !regular)) {
+        return Refuse(ERROR_ACCESS_DENIED);
+    }
+    if (!regular) {
+        // A reader of a pipe may be slow without the writer losing anything.
+        return fcntl(file, F_SETFL, fcntl(file, F_GETFL) & ~O_NONBLOCK) == 0
+                   ? Outcome::Done
+                   : Refuse(TransferError(errno));
+    }
+    return lockOperation == 0 ? Outcome::Done : LockNamedFile(file, path, lockOperation);
+}
+
+}  // namespace
+
+Descriptor OpenLocked(const std::string& path, int flags, int lockOperation, bool regularOnly) {
+    for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+        Descriptor file = OpenRetried(path, flags);
+        if (!file) {
+            SetLastError(OpenErrorAt(errno, path));
+            return file;
+        }
+        const Outcome outcome = CheckAndLock(file.get(), path, lockOperation, regularOnly);
+        if (outcome != Outcome::Replaced) {
+            return outcome == Outcome::Done ? std::move(file) : Descriptor();
+        }
+    }
+    SetLastError(ERROR_SHARING_VIOLATION);
+    return Descriptor();
+}

@@ -1,0 +1,13 @@
+// Sharing of files between handles and processes: flock stands for the share modes.
+#pragma once
+
+#include <string>
+
+#include "platform/posix/Handle.h"
+
+// Opens path with these flags (close-on-exec and never blocking are added) and takes the flock
+// operation (LOCK_SH, LOCK_EX, 0 for none) without waiting. The file that is locked is the one that
+// the path names at that moment, also when another process replaces it meanwhile. Anything but a
+// regular file is refused when regularOnly is set, a folder always. An invalid descriptor, with the
+// last error set, on failure.
+Descriptor OpenLocked(const std::string& path, int flags, int lockOperation, bool regularOnly);

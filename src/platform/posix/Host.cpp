@@ -1,0 +1,72 @@
+// The command-line tool's process: arguments, terminal, signals.
+#include "platform/Host.h"
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+
+#include "platform/posix/Names.h"
+
+namespace {
+
+static_assert(std::atomic<int>::is_always_lock_free, "a signal handler writes it");
+constinit std::atomic<int> stopSignal{0};
+
+extern "C" void RememberStop(int signalNumber) {
+    int none = 0;
+    if (!stopSignal.compare_exchange_strong(none, signalNumber)) {
+        // The second request: as if nobody had caught it. It is delivered when this returns.
+        std::signal(signalNumber, SIG_DFL);
+        std::raise(signalNumber);
+    }
+}
+
+}  // namespace
+
+std::vector<std::string> HostArguments(int argc, char** argv) {
+    return argc < 1 ? std::vector<std::string>() : std::vector<std::string>(argv + 1, argv + argc);
+}
+
+WString HostMakeTemporaryFile() {
+    const char* const folder = std::getenv("TMPDIR");
+    std::string path = folder != nullptr && folder[0] == '/' ? folder : "/tmp";
+    path += "/fenwickel-XXXXXX";
+    const int file = mkostemp(path.data(), O_CLOEXEC);
+    if (file < 0) {
+        return WString();
+    }
+    close(file);
+    return HostWidePath(path);
+}
+
+bool HostIsTerminal(int stream) {
+    return isatty(stream) != 0;
+}
+
+int HostTerminalWidth() {
+    winsize size{};
+    return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+}
+
+void HostCatchStopSignals() {
+    struct sigaction action {};
+    action.sa_handler = RememberStop;
+    action.sa_flags = SA_RESTART;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+}
+
+int HostStopExitCode() {
+    const int signalNumber = stopSignal.load();
+    return signalNumber == 0 ? 0 : 128 + signalNumber;
+}
+
+// A closed pipe then shows as a failed write, which the tool reports.
+void HostPrepareOutput() {
+    std::signal(SIGPIPE, SIG_IGN);
+}

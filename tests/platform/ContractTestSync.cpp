@@ -1,0 +1,120 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <deque>
+#include <thread>
+
+#include "TestSupport.h"
+
+namespace {
+
+// A test that hangs fails instead.
+constexpr DWORD kWatchdog = 60000;
+
+TEST(ContractSync, SemaphoreCountsToItsMaximum) {
+    const HANDLE semaphore = CreateSemaphoreW(nullptr, 1, 3, nullptr);
+    EXPECT_EQ(WaitForSingleObject(semaphore, INFINITE), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(semaphore, 0), DWORD{WAIT_TIMEOUT});
+    EXPECT_EQ(WaitForSingleObject(semaphore, 5), DWORD{WAIT_TIMEOUT});
+    LONG previous = -1;
+    EXPECT_TRUE(ReleaseSemaphore(semaphore, 2, &previous));
+    EXPECT_EQ(previous, 0);
+    EXPECT_FALSE(ReleaseSemaphore(semaphore, 2, nullptr));
+    EXPECT_EQ(GetLastError(), ERROR_TOO_MANY_POSTS);
+    EXPECT_TRUE(ReleaseSemaphore(semaphore, 1, &previous));
+    EXPECT_EQ(previous, 2);
+    EXPECT_TRUE(CloseHandle(semaphore));
+    EXPECT_EQ(CreateSemaphoreW(nullptr, 2, 1, nullptr), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(WaitForSingleObject(nullptr, 0), WAIT_FAILED);
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+}
+
+TEST(ContractSync, MutexBelongsToOneThreadAsOftenAsItTakesIt) {
+    const HANDLE mutex = CreateMutexW(nullptr, TRUE, nullptr);
+    EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_OBJECT_0);
+    const auto fromOther = [&](auto act) {
+        DWORD result = 0;
+        std::thread([&] { result = act(); }).join();
+        return result;
+    };
+    const auto tryFromOther = [&] {
+        return fromOther([&] {
+            const DWORD result = WaitForSingleObject(mutex, 0);
+            return result == WAIT_OBJECT_0 && !ReleaseMutex(mutex) ? WAIT_FAILED : result;
+        });
+    };
+    EXPECT_EQ(tryFromOther(), DWORD{WAIT_TIMEOUT});
+    EXPECT_TRUE(ReleaseMutex(mutex));
+    EXPECT_EQ(tryFromOther(), DWORD{WAIT_TIMEOUT});
+    EXPECT_EQ(fromOther([&] { return ReleaseMutex(mutex) ? 0 : GetLastError(); }), ERROR_NOT_OWNER);
+    EXPECT_TRUE(ReleaseMutex(mutex));
+    EXPECT_EQ(tryFromOther(), DWORD{WAIT_OBJECT_0});
+    EXPECT_FALSE(ReleaseMutex(mutex));
+    EXPECT_EQ(GetLastError(), ERROR_NOT_OWNER);
+    EXPECT_TRUE(CloseHandle(mutex));
+}
+
+TEST(ContractSync, EventStaysSetOrLetsOneThrough) {
+    for (const bool manual : {true, false}) {
+        const HANDLE event = CreateEventW(nullptr, manual, FALSE, nullptr);
+        EXPECT_EQ(WaitForSingleObject(event, 0), DWORD{WAIT_TIMEOUT});
+        EXPECT_TRUE(SetEvent(event) && SetEvent(event));
+        EXPECT_EQ(WaitForSingleObject(event, 0), WAIT_OBJECT_0);
+        EXPECT_EQ(WaitForSingleObject(event, 0), DWORD(manual ? WAIT_OBJECT_0 : WAIT_TIMEOUT));
+        EXPECT_TRUE(SetEvent(event) && ResetEvent(event));
+        EXPECT_EQ(WaitForSingleObject(event, 0), DWORD{WAIT_TIMEOUT});
+        EXPECT_TRUE(CloseHandle(event));
+    }
+}
+
+TEST(ContractSync, QueueBetweenThreadsLosesNothing) {
+    constexpr int kItems = 3000;
+    const HANDLE free = CreateSemaphoreW(nullptr, 4, 4, nullptr);
+    const HANDLE filled = CreateSemaphoreW(nullptr, 0, 4, nullptr);
+    const HANDLE lock = CreateMutexW(nullptr, FALSE, nullptr);
+    std::deque<int> queue;
+    long long sum = 0;
+    const auto consume = [&] {
+        for (int i = 0; i < kItems / 2; ++i) {
+            ASSERT_EQ(WaitForSingleObject(filled, INFINITE), WAIT_OBJECT_0);
+            ASSERT_EQ(WaitForSingleObject(lock, INFINITE), WAIT_OBJECT_0);
+            sum += queue.front();
+            queue.pop_front();
+            ASSERT_TRUE(ReleaseMutex(lock) && ReleaseSemaphore(free, 1, nullptr));
+        }
+    };
+    std::thread consumers[] = {std::thread(consume), std::thread(consume)};
+    for (int i = 1; i <= kItems; ++i) {
+        ASSERT_EQ(WaitForSingleObject(free, kWatchdog), WAIT_OBJECT_0);
+        ASSERT_EQ(WaitForSingleObject(lock, INFINITE), WAIT_OBJECT_0);
+        queue.push_back(i);
+        ASSERT_TRUE(ReleaseMutex(lock) && ReleaseSemaphore(filled, 1, nullptr));
+    }
+    for (std::thread& consumer : consumers) {
+        consumer.join();
+    }
+    EXPECT_EQ(sum, kItems * (kItems + 1LL) / 2);
+    EXPECT_TRUE(CloseHandle(lock) && CloseHandle(filled) && CloseHandle(free));
+}
+
+TEST(ContractSync, WakesAWaiterHoweverDeepItSleeps) {
+    const HANDLE ping = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    const HANDLE pong = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    constexpr int kRounds = 60;
+    std::thread waiter([&] {
+        for (int i = 0; i < kRounds; ++i) {
+            EXPECT_EQ(WaitForSingleObject(ping, INFINITE), WAIT_OBJECT_0);
+            EXPECT_TRUE(SetEvent(pong));
+        }
+    });
+    for (int i = 0; i < kRounds; ++i) {
+        std::this_thread::sleep_for(std::chrono::microseconds(i % 20 * 500));
+        EXPECT_TRUE(SetEvent(ping));
+        ASSERT_EQ(WaitForSingleObject(pong, kWatchdog), WAIT_OBJECT_0);
+    }
+    waiter.join();
+    EXPECT_TRUE(CloseHandle(ping) && CloseHandle(pong));
+}
+
+}  // namespace

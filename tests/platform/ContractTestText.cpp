@@ -1,0 +1,57 @@
+#include <gtest/gtest.h>
+
+#include "TestSupport.h"
+
+namespace {
+
+template <typename... Arguments>
+std::string Formatted(std::size_t capacity, const WCHAR* format, Arguments... arguments) {
+    WCHAR buffer[64];
+    std::fill_n(buffer, 64, WCHAR{'#'});
+    const std::size_t length = WideFormat(buffer, capacity, format, arguments...);
+    EXPECT_EQ(buffer[length], 0);
+    EXPECT_EQ(buffer[capacity], '#') << "wrote behind the buffer";
+    return Narrow(buffer);
+}
+
+TEST(ContractText, FormatsEveryConversion) {
+    const std::pair<std::string, std::string> table[] = {
+        {Formatted(40, WIDE("[%s]:[%d]."), WIDE("n\u00e9"), -5), "[n\u00e9]:[-5]."},
+        {Formatted(40, WIDE("%s"), static_cast<const WCHAR*>(nullptr)), "(null)"},
+        {Formatted(40, WIDE("%6s|%-6s|%c"), WIDE("ab"), WIDE("ab"), 'z'), "    ab|ab    |z"},
+        {Formatted(40, WIDE("%05d|%-5d|%5i"), -42, -42, -42), "-0042|-42  |  -42"},
+        {Formatted(40, WIDE("%u %08x %X"), 4000000000U, 0xBEEFU, 0xBEEFU),
+         "4000000000 0000beef BEEF"},
+        {Formatted(40, WIDE("%ld %lu"), LONG{-2147483647 - 1}, DWORD{4294967295U}),
+         "-2147483648 4294967295"},
+        {Formatted(50, WIDE("%I64d %I64u"), LONGLONG{INT64_MIN}, UINT64_MAX),
+         "-9223372036854775808 18446744073709551615"},
+        {Formatted(40, WIDE("100%% %d %q %d"), 7, 8), "100% 7 %q %d"},
+        {Formatted(40, WIDE("end %")), "end %"},
+        {Formatted(6, WIDE("%s"), WIDE("abcdefgh")), "abcde"},
+        {Formatted(6, WIDE("%99d"), 1), "     "},
+        {Formatted(1, WIDE("abc")), ""},
+    };
+    for (const auto& [text, expected] : table) {
+        EXPECT_EQ(text, expected);
+    }
+}
+
+TEST(ContractText, ConvertsAndReplacesWhatIsNotUnicode) {
+    const std::string replaced = "\uFFFD";
+    const WCHAR lone[] = {'a', 0xD83D, 'b', 0xDE00, 0};
+    EXPECT_EQ(Narrow(lone), "a" + replaced + "b" + replaced);
+    EXPECT_FALSE(IsValidUtf16(lone));
+    const std::string valid = "a\u00e9\u20ac\U0001F600";
+    EXPECT_EQ(Wide(valid), WIDE("a\u00e9\u20ac\U0001F600"));
+    EXPECT_TRUE(IsValidUtf16(Wide(valid)));
+    for (const char* const bad : {"\x80", "\xC0\xAF", "\xE2\x82", "\xED\xA0\x80", "\xF5\x80\x80\x80"}) {
+        std::string expected;
+        for (std::size_t i = 0; i < std::string(bad).size(); ++i) {
+            expected += replaced;
+        }
+        EXPECT_EQ(Narrow(Wide(bad)), expected);
+    }
+}
+
+}  // namespace
