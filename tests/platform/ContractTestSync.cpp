@@ -11,14 +11,24 @@ namespace {
 // A test that hangs fails instead.
 constexpr DWORD kWatchdog = 60000;
 
+DWORD Try(HANDLE object) {
+    return WaitForSingleObject(object, 0);
+}
+
+template <typename Act>
+DWORD FromOtherThread(Act act) {
+    DWORD result = 0;
+    std::thread([&] { result = act(); }).join();
+    return result;
+}
+
 TEST(ContractSync, SemaphoreCountsToItsMaximum) {
     const HANDLE semaphore = CreateSemaphoreW(nullptr, 1, 3, nullptr);
     EXPECT_EQ(WaitForSingleObject(semaphore, INFINITE), WAIT_OBJECT_0);
-    EXPECT_EQ(WaitForSingleObject(semaphore, 0), DWORD{WAIT_TIMEOUT});
+    EXPECT_EQ(Try(semaphore), DWORD{WAIT_TIMEOUT});
     EXPECT_EQ(WaitForSingleObject(semaphore, 5), DWORD{WAIT_TIMEOUT});
     LONG previous = -1;
-    EXPECT_TRUE(ReleaseSemaphore(semaphore, 2, &previous));
-    EXPECT_EQ(previous, 0);
+    EXPECT_TRUE(ReleaseSemaphore(semaphore, 2, nullptr));
     EXPECT_FALSE(ReleaseSemaphore(semaphore, 2, nullptr));
     EXPECT_EQ(GetLastError(), ERROR_TOO_MANY_POSTS);
     EXPECT_TRUE(ReleaseSemaphore(semaphore, 1, &previous));
@@ -26,44 +36,33 @@ TEST(ContractSync, SemaphoreCountsToItsMaximum) {
     EXPECT_TRUE(CloseHandle(semaphore));
     EXPECT_EQ(CreateSemaphoreW(nullptr, 2, 1, nullptr), nullptr);
     EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(WaitForSingleObject(nullptr, 0), WAIT_FAILED);
+    EXPECT_EQ(Try(nullptr), WAIT_FAILED);
     EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
 }
 
 TEST(ContractSync, MutexBelongsToOneThreadAsOftenAsItTakesIt) {
     const HANDLE mutex = CreateMutexW(nullptr, TRUE, nullptr);
-    EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_OBJECT_0);
-    const auto fromOther = [&](auto act) {
-        DWORD result = 0;
-        std::thread([&] { result = act(); }).join();
-        return result;
-    };
-    const auto tryFromOther = [&] {
-        return fromOther([&] {
-            const DWORD result = WaitForSingleObject(mutex, 0);
-            return result == WAIT_OBJECT_0 && !ReleaseMutex(mutex) ? WAIT_FAILED : result;
-        });
-    };
-    EXPECT_EQ(tryFromOther(), DWORD{WAIT_TIMEOUT});
-    EXPECT_TRUE(ReleaseMutex(mutex));
-    EXPECT_EQ(tryFromOther(), DWORD{WAIT_TIMEOUT});
-    EXPECT_EQ(fromOther([&] { return ReleaseMutex(mutex) ? 0 : GetLastError(); }), ERROR_NOT_OWNER);
-    EXPECT_TRUE(ReleaseMutex(mutex));
-    EXPECT_EQ(tryFromOther(), DWORD{WAIT_OBJECT_0});
-    EXPECT_FALSE(ReleaseMutex(mutex));
-    EXPECT_EQ(GetLastError(), ERROR_NOT_OWNER);
+    const auto release = [&] { return ReleaseMutex(mutex) ? 0 : GetLastError(); };
+    EXPECT_EQ(Try(mutex), WAIT_OBJECT_0);
+    for (int owned = 2; owned > 0; --owned) {
+        EXPECT_EQ(FromOtherThread([&] { return Try(mutex); }), DWORD{WAIT_TIMEOUT});
+        EXPECT_EQ(FromOtherThread(release), ERROR_NOT_OWNER);
+        EXPECT_EQ(release(), 0U);
+    }
+    EXPECT_EQ(release(), ERROR_NOT_OWNER);
+    EXPECT_EQ(FromOtherThread([&] { return Try(mutex) + release(); }), WAIT_OBJECT_0);
     EXPECT_TRUE(CloseHandle(mutex));
 }
 
 TEST(ContractSync, EventStaysSetOrLetsOneThrough) {
     for (const bool manual : {true, false}) {
         const HANDLE event = CreateEventW(nullptr, manual, FALSE, nullptr);
-        EXPECT_EQ(WaitForSingleObject(event, 0), DWORD{WAIT_TIMEOUT});
+        EXPECT_EQ(Try(event), DWORD{WAIT_TIMEOUT});
         EXPECT_TRUE(SetEvent(event) && SetEvent(event));
-        EXPECT_EQ(WaitForSingleObject(event, 0), WAIT_OBJECT_0);
-        EXPECT_EQ(WaitForSingleObject(event, 0), DWORD(manual ? WAIT_OBJECT_0 : WAIT_TIMEOUT));
+        EXPECT_EQ(Try(event), WAIT_OBJECT_0);
+        EXPECT_EQ(Try(event), DWORD(manual ? WAIT_OBJECT_0 : WAIT_TIMEOUT));
         EXPECT_TRUE(SetEvent(event) && ResetEvent(event));
-        EXPECT_EQ(WaitForSingleObject(event, 0), DWORD{WAIT_TIMEOUT});
+        EXPECT_EQ(Try(event), DWORD{WAIT_TIMEOUT});
         EXPECT_TRUE(CloseHandle(event));
     }
 }

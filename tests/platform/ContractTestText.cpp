@@ -37,21 +37,20 @@ TEST(ContractText, FormatsEveryConversion) {
     }
 }
 
-TEST(ContractText, ConvertsAndReplacesWhatIsNotUnicode) {
-    const std::string replaced = "\uFFFD";
-    const WCHAR lone[] = {'a', 0xD83D, 'b', 0xDE00, 0};
-    EXPECT_EQ(Narrow(lone), "a" + replaced + "b" + replaced);
-    EXPECT_FALSE(IsValidUtf16(lone));
-    const std::string valid = "a\u00e9\u20ac\U0001F600";
-    EXPECT_EQ(Wide(valid), WIDE("a\u00e9\u20ac\U0001F600"));
-    EXPECT_TRUE(IsValidUtf16(Wide(valid)));
-    for (const char* const bad : {"\x80", "\xC0\xAF", "\xE2\x82", "\xED\xA0\x80", "\xF5\x80\x80\x80"}) {
-        std::string expected;
-        for (std::size_t i = 0; i < std::string(bad).size(); ++i) {
-            expected += replaced;
-        }
-        EXPECT_EQ(Narrow(Wide(bad)), expected);
+TEST(ContractText, WhatIsNotUnicodeIsReplacedUnitByUnit) {
+    const std::pair<std::string, std::size_t> table[] = {{"\x80", 1},
+                                                         {"\xC0\xAF", 2},
+                                                         {"\xE2\x82", 2},
+                                                         {"\xED\xA0\x80", 3},
+                                                         {"\xF5\x80\x80\x80", 4}};
+    for (const auto& [bad, count] : table) {
+        EXPECT_EQ(Wide("a" + bad), WIDE("a") + WString(count, WCHAR{0xFFFD}));
     }
+    const WCHAR lone[] = {0xDE00, 'a', 0xD83D, 0};
+    EXPECT_EQ(Narrow(lone), "\uFFFDa\uFFFD");
+    EXPECT_FALSE(IsValidUtf16(lone));
+    EXPECT_EQ(Wide("\u00e9\u20ac\U0001F600"), WIDE("\u00e9\u20ac\U0001F600"));
+    EXPECT_TRUE(IsValidUtf16(WIDE("\U0001F600")));
 }
 
 }  // namespace

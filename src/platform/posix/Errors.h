@@ -8,8 +8,8 @@
 // Sets the last error and gives FALSE, for one-line failures.
 BOOL Fail(DWORD code);
 
-// Opening or looking up a file. The system reports a missing file and a missing folder on the way to
-// it with one errno; parentExists tells them apart.
+// Opening or looking up a file. The system reports a missing file and a missing folder on the way
+// to it with one errno; parentExists tells them apart.
 DWORD OpenError(int error, bool parentExists);
 
 // The same for a path, asking the file system about its parent where that matters.

@@ -143,10 +143,9 @@ BOOL ReadFile(HANDLE file, void* buffer, DWORD byteCount, DWORD* bytesRead,
     if (bytesRead == nullptr || overlapped != nullptr) {
         return Fail(ERROR_INVALID_PARAMETER);
     }
-    return TransferAll(FaultLimit("ReadFile", byteCount), bytesRead,
-                       [&](DWORD done, DWORD left) {
-                           return read(object->get(), static_cast<char*>(buffer) + done, left);
-                       });
+    return TransferAll(FaultLimit("ReadFile", byteCount), bytesRead, [&](DWORD done, DWORD left) {
+        return read(object->get(), static_cast<char*>(buffer) + done, left);
+    });
 }
 
 BOOL WriteFile(HANDLE file, const void* buffer, DWORD byteCount, DWORD* bytesWritten,

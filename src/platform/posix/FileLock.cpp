@@ -12,8 +12,6 @@ namespace {
 constexpr int kMostAttempts = 100;
 constexpr mode_t kNewFileMode = 0666;  // less the process's umask
 
-enum class Outcome { Done, Replaced, Failed };
-
 Descriptor OpenRetried(const std::string& path, int flags) {
     int number = -1;
     do {
@@ -22,26 +20,12 @@ Descriptor OpenRetried(const std::string& path, int flags) {
     return Descriptor(number);
 }
 
-Outcome Refuse(DWORD code) {
+LockOutcome Refuse(DWORD code) {
     SetLastError(code);
-    return Outcome::Failed;
+    return LockOutcome::Failed;
 }
 
-Outcome LockNamedFile(int file, const std::string& path, int lockOperation) {
-    if (flock(file, lockOperation | LOCK_NB) != 0) {
-        return Refuse(LockError(errno));
-    }
-    struct stat held;
-    struct stat named;
-    if (fstat(file, &held) != 0) {
-        return Refuse(TransferError(errno));
-    }
-    const bool same = stat(path.c_str(), &named) == 0 && held.st_ino == named.st_ino &&
-                      held.st_dev == named.st_dev;
-    return same ? Outcome::Done : Outcome::Replaced;
-}
-
-Outcome CheckAndLock(int file, const std::string& path, int lockOperation, bool regularOnly) {
+LockOutcome CheckAndLock(int file, const std::string& path, int lockOperation, bool regularOnly) {
     struct stat status;
     if (fstat(file, &status) != 0) {
         return Refuse(TransferError(errno));
@@ -53,13 +37,27 @@ Outcome CheckAndLock(int file, const std::string& path, int lockOperation, bool 
     if (!regular) {
         // A reader of a pipe may be slow without the writer losing anything.
         return fcntl(file, F_SETFL, fcntl(file, F_GETFL) & ~O_NONBLOCK) == 0
-                   ? Outcome::Done
+                   ? LockOutcome::Done
                    : Refuse(TransferError(errno));
     }
-    return lockOperation == 0 ? Outcome::Done : LockNamedFile(file, path, lockOperation);
+    return lockOperation == 0 ? LockOutcome::Done : LockNamedFile(file, path, lockOperation);
 }
 
 }  // namespace
+
+LockOutcome LockNamedFile(int file, const std::string& path, int lockOperation) {
+    if (flock(file, lockOperation | LOCK_NB) != 0) {
+        return Refuse(LockError(errno));
+    }
+    struct stat held;
+    struct stat named;
+    if (fstat(file, &held) != 0) {
+        return Refuse(TransferError(errno));
+    }
+    const bool same = stat(path.c_str(), &named) == 0 && held.st_ino == named.st_ino &&
+                      held.st_dev == named.st_dev;
+    return same ? LockOutcome::Done : LockOutcome::Replaced;
+}
 
 Descriptor OpenLocked(const std::string& path, int flags, int lockOperation, bool regularOnly) {
     for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
@@ -68,9 +66,9 @@ Descriptor OpenLocked(const std::string& path, int flags, int lockOperation, boo
             SetLastError(OpenErrorAt(errno, path));
             return file;
         }
-        const Outcome outcome = CheckAndLock(file.get(), path, lockOperation, regularOnly);
-        if (outcome != Outcome::Replaced) {
-            return outcome == Outcome::Done ? std::move(file) : Descriptor();
+        const LockOutcome outcome = CheckAndLock(file.get(), path, lockOperation, regularOnly);
+        if (outcome != LockOutcome::Replaced) {
+            return outcome == LockOutcome::Done ? std::move(file) : Descriptor();
         }
     }
     SetLastError(ERROR_SHARING_VIOLATION);

@@ -11,3 +11,9 @@
 // regular file is refused when regularOnly is set, a folder always. An invalid descriptor, with the
 // last error set, on failure.
 Descriptor OpenLocked(const std::string& path, int flags, int lockOperation, bool regularOnly);
+
+enum class LockOutcome { Done, Replaced, Failed };
+
+// The step of OpenLocked behind the open: locks the open file, then looks whether the path still
+// names it. Failed sets the last error.
+LockOutcome LockNamedFile(int file, const std::string& path, int lockOperation);

@@ -111,8 +111,8 @@ private:
 
     DWORD FillStatus(const char* name, WIN32_FIND_DATAW* data) {
         struct statx status;
-        if (statx(folder_.get(), name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, kStatMask,
-                  &status) != 0) {
+        if (statx(folder_.get(), name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, kStatMask, &status) !=
+            0) {
             return errno == ENOENT ? ERROR_FILE_NOT_FOUND : CommonError(errno);
         }
         if (S_ISDIR(status.stx_mode)) {
@@ -143,8 +143,8 @@ Descriptor OpenLongFolder(const std::string& path) {
             return Descriptor();
         }
         const std::string stretch = path.substr(start, slash - start);
-        folder = Descriptor(
-            openat(folder.get(), stretch.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+        folder =
+            Descriptor(openat(folder.get(), stretch.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
         if (!folder) {
             return folder;
         }

@@ -66,7 +66,14 @@ int HostStopExitCode() {
     return signalNumber == 0 ? 0 : 128 + signalNumber;
 }
 
-// A closed pipe then shows as a failed write, which the tool reports.
+// A closed pipe then shows as a failed write, which the tool reports. A standard stream that was
+// closed before the start gets a file that takes no such transfer: the next file to be opened would
+// take its number and what is printed would land in it.
 void HostPrepareOutput() {
     std::signal(SIGPIPE, SIG_IGN);
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        if (fcntl(stream, F_GETFD) < 0) {
+            open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        }
+    }
 }

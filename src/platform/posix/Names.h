@@ -2,8 +2,8 @@
 //
 // A name that is valid UTF-8 converts as such. A byte b that is not, and the byte '\', becomes the
 // unit U+F700+b. A valid character U+F780..U+F7FF or U+F75C, which would read as such a byte, is
-// itself taken byte by byte. So every name has exactly one form; it has at most as many units as the
-// name has bytes, and no lone surrogate.
+// itself taken byte by byte. So every name has exactly one form; it has at most as many units as
+// the name has bytes, and no lone surrogate.
 #pragma once
 
 #include <cstddef>

@@ -54,8 +54,8 @@ BOOL SetEnvironmentVariableW(const WCHAR* name, const WCHAR* value) {
         return FALSE;
     }
     const std::lock_guard guard(environmentLock);
-    const int result = value == nullptr ? unsetenv(bytes.c_str())
-                                        : setenv(bytes.c_str(), valueBytes.c_str(), 1);
+    const int result =
+        value == nullptr ? unsetenv(bytes.c_str()) : setenv(bytes.c_str(), valueBytes.c_str(), 1);
     return result == 0 ? TRUE : Fail(CommonError(errno));
 }
 
