@@ -1,0 +1,66 @@
+// Record files that are cut off or changed: nothing is lost, nothing reads as deleted.
+#include "CliFixture.h"
+#include "Listings.h"
+
+namespace {
+
+class DamagedFilesTest : public CliFixture {};
+
+const std::string& Whole() {
+    static const std::string bytes = FileBytes({{"a"}, {"b"}, {"long\\gone"}});
+    return bytes;
+}
+
+// The second record begins at 554 and is 42 bytes long.
+std::vector<std::string> Damaged() {
+    std::vector<std::string> all;
+    for (const std::size_t size : {1U, 511U, 512U, 513U, 553U, 554U, 595U, 596U, 600U}) {
+        all.push_back(Whole().substr(0, size));
+    }
+    all.push_back(Whole().substr(0, Whole().size() - 1));
+    all.push_back(Whole() + std::string(7, 'x'));
+    const std::pair<std::size_t, char> flips[] = {{8, 2},        {8, 4},    {15, '\x80'}, {554, 0},
+                                                  {554, 38},     {554, 43}, {555, 3},     {557, 1},
+                                                  {594, '\x31'}, {592, 0}};
+    for (const auto& [offset, value] : flips) {
+        all.push_back(Whole());
+        all.back()[offset] = value;
+    }
+    all.push_back(std::string(4096, '\xA5'));
+    return all;
+}
+
+TEST_F(DamagedFilesTest, AreRefusedAsBaseAndAsListing) {
+    for (const std::string& bytes : Damaged()) {
+        WriteBytes("s/b", bytes);
+        auto before = Files();
+        const ToolResult run = Run(std::string("detect --json ") + kState + "tree");
+        EXPECT_EQ(run.exitCode, 8) << bytes.size();
+        EXPECT_NE(run.err.find("damaged at byte "), std::string::npos) << run.err;
+        EXPECT_NE(run.out.find("\"result\":8,"), std::string::npos) << run.out;
+        EXPECT_EQ(Run("dump s/b").exitCode, 8);
+        before["./s/b.lock"];
+        EXPECT_EQ(Files(), before);
+
+        std::filesystem::rename("s/b", "s/s");
+        WriteBytes("s/b", Whole());
+        EXPECT_EQ(Run(std::string("commit ") + kState).exitCode, 1) << bytes.size();
+        EXPECT_EQ(ReadBytes("s/b"), Whole());
+        EXPECT_EQ(ReadBytes("s/s"), bytes);
+    }
+}
+
+TEST_F(DamagedFilesTest, DumpPrintsTheRecordsBeforeTheDamage) {
+    WriteBytes("s/b", Whole().substr(0, 596));
+    const ToolResult result = Run("dump --json s/b");
+    EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 2);
+    EXPECT_NE(result.err.find("the tail is cut off"), std::string::npos) << result.err;
+}
+
+TEST_F(DamagedFilesTest, ACommitCutShortBetweenItsStepsIsFinishedByTheNext) {
+    WriteBytes("s/s", Whole());
+    EXPECT_EQ(Run(std::string("commit ") + kState).exitCode, 0);
+    EXPECT_EQ(ReadBytes("s/b"), Whole());
+}
+
+}  // namespace

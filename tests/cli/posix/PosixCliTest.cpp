@@ -1,0 +1,110 @@
+// What only POSIX systems show: signals, odd names, broken outputs.
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include "../CliFixture.h"
+
+namespace {
+
+class PosixCliTest : public CliFixture {
+protected:
+    // A detect run that holds its lock and waits: its first message does not fit the full pipe.
+    void StartBlocked() {
+        ASSERT_EQ(pipe2(m_pipe, O_NONBLOCK), 0);
+        while (write(m_pipe[1], "x", 1) == 1) {
+        }
+        fcntl(m_pipe[1], F_SETFL, 0);
+        const std::string temporary = std::filesystem::current_path();
+        m_child = fork();
+        if (m_child == 0) {
+            dup2(m_pipe[1], 2);
+            setenv("TMPDIR", temporary.c_str(), 1);
+            execl(FENWICKEL_TOOL, "fenwickel", "detect", "--base", "s/b", "--syncing", "s/s",
+                  "--deleted", "s/d", "tree", nullptr);
+            _exit(127);
+        }
+        while (ReadBytes("s/b.lock").find('\n') == std::string::npos) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    }
+
+    int Finish() {
+        char bytes[4096];
+        while (read(m_pipe[0], bytes, sizeof bytes) > 0) {
+        }
+        int status = 0;
+        waitpid(m_child, &status, 0);
+        close(m_pipe[0]);
+        close(m_pipe[1]);
+        return status;
+    }
+
+    pid_t m_child = 0;
+    int m_pipe[2] = {};
+};
+
+TEST_F(PosixCliTest, AFirstSignalStopsTheRunAndDiscardsItsFiles) {
+    for (const int signalNumber : {SIGINT, SIGTERM}) {
+        StartBlocked();
+        kill(m_child, signalNumber);
+        const int status = Finish();
+        ASSERT_TRUE(WIFEXITED(status));
+        EXPECT_EQ(WEXITSTATUS(status), 128 + signalNumber);
+        EXPECT_FALSE(std::filesystem::exists("s/b") || std::filesystem::exists("s/s") ||
+                     std::filesystem::exists("s/d"));
+    }
+}
+
+TEST_F(PosixCliTest, ASecondSignalEndsAtOnceAndTheLockIsFree) {
+    StartBlocked();
+    int status = 0;
+    while (waitpid(m_child, &status, WNOHANG) == 0) {
+        kill(m_child, SIGTERM);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(Run(std::string("detect ") + kState + "tree").exitCode, 0);
+}
+
+TEST_F(PosixCliTest, AnOutputThatTakesNothingIsAFailureAndLeavesNothingPending) {
+    ASSERT_EQ(pipe(m_pipe), 0);
+    close(m_pipe[0]);
+    const std::string detect = std::string("detect tree ") + kState;
+    for (const std::string& end :
+         {std::string(">/dev/full"), std::string(">&-"), ">&" + std::to_string(m_pipe[1])}) {
+        for (const std::string& arguments : {detect, std::string("--help")}) {
+            const std::string line = FENWICKEL_TOOL " " + arguments + " 2>s/err " + end;
+            EXPECT_EQ(WEXITSTATUS(std::system(line.c_str())), 1) << line;
+            EXPECT_NE(ReadBytes("s/err").find("cannot write the results"), std::string::npos);
+            EXPECT_FALSE(std::filesystem::exists("s/s") || std::filesystem::exists("s/b"));
+        }
+    }
+    close(m_pipe[1]);
+}
+
+TEST_F(PosixCliTest, OddNamesAndLongPaths) {
+    for (const char* name : {"line\nfeed", "bad\xFFutf8", "back\\slash", "private\xEF\x9E\x80"}) {
+        WriteBytes(std::string("tree/") + name, "1");
+    }
+    std::filesystem::create_symlink(".", "tree/loop");
+    const ToolResult found = Run(std::string("detect ") + kState + "tree");
+    EXPECT_NE(found.out.find("found                   9\n"), std::string::npos) << found.out;
+    EXPECT_NE(Run("dump s/s").out.find("  line\\nfeed\n"), std::string::npos);
+
+    const std::string folder = "tree/" + std::string(250, 'n');
+    std::filesystem::create_directory(folder);
+    WriteBytes(folder + "/123456789", "");
+    const ToolResult tooLong = Run(std::string("detect --json ") + kState + "tree");
+    EXPECT_EQ(tooLong.exitCode, 1);
+    EXPECT_NE(tooLong.out.find("\"result\":1,"), std::string::npos) << tooLong.out;
+    EXPECT_NE(tooLong.err.find("too long.[" + std::string(250, 'n')), std::string::npos);
+    EXPECT_EQ(std::count(tooLong.err.begin(), tooLong.err.end(), '\n'), 2);
+    EXPECT_FALSE(std::filesystem::exists("s/s"));
+}
+
+}  // namespace

@@ -1,0 +1,114 @@
+// fenwickel commit: the listing of the last detect becomes the base of the next.
+#include "Commands.h"
+#include "ExitCodes.h"
+#include "Failure.h"
+#include "LibraryLog.h"
+#include "Output.h"
+#include "RecordReader.h"
+#include "StateFiles.h"
+#include "Stop.h"
+#include "platform/Platform.h"
+
+namespace {
+
+void RequirePending(const StateFiles& state) {
+    if (!PathFileExistsW(state.syncing.c_str())) {
+        throw Failure(ExitCode::NothingPending, "nothing pending: " + Quoted(state.syncing) +
+                                                    " does not exist: run fenwickel detect first");
+    }
+}
+
+// The commit renames, which works within one file system only, and it deletes the base first.
+void RequireOneFileSystem(const StateFiles& state) {
+    const auto base = HostFileSystemId(HostParentFolder(state.base));
+    const auto syncing = HostFileSystemId(state.syncing);
+    if (base && syncing && *base != *syncing) {
+        throw Failure(ExitCode::Usage, "--base " + Quoted(state.base) + " and --syncing " +
+                                           Quoted(state.syncing) +
+                                           " lie on two file systems: keep them on one");
+    }
+}
+
+// Number of files in the listing. Throws Failure when it is not complete.
+std::uint64_t CheckedListing(const WString& syncing) {
+    RecordReader reader(syncing);
+    const auto damage = reader.Check();
+    if (damage || reader.FileSize() == 0) {
+        throw Failure(ExitCode::Failed, "cannot commit " + Quoted(syncing) + ": the listing is " +
+                                            (damage ? damage->Text() : std::string("empty")) +
+                                            ": discard it and run fenwickel detect again");
+    }
+    return reader.RecordCount();
+}
+
+// The commit cannot be undone half-way, so ask before it starts whether both files are free.
+void RequireUnheld(const WString& path) {
+    const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ,
+                                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file != INVALID_HANDLE_VALUE) {
+        CloseHandle(file);
+    } else if (const DWORD code = GetLastError(); code == ERROR_SHARING_VIOLATION) {
+        throw SystemFailure(ExitCode::Held, "commit", path, code,
+                            "wait until the other program has ended");
+    }
+}
+
+void Commit(const StateFiles& state, const LibraryLog& log) {
+    stSyncFileDbContext context = DatabaseContext(state);
+    CSyncFileDatabase database;
+    database.SetDBContext(context);
+    const int code = database.TakeEffectNewSyncDB();
+    if (code == 0 && !PathFileExistsW(state.syncing.c_str())) {
+        return;
+    }
+    const std::string words = log.LastFailure();
+    const bool baseGone = !PathFileExistsW(state.base.c_str());
+    throw Failure(ExitCode::Failed, code,
+                  "cannot commit " + Quoted(state.syncing) + ": " +
+                      (words.empty() ? "" : words + ": ") + Reason(code) + ": " +
+                      (baseGone ? "the base is gone, the new listing is whole: put that right and "
+                                  "commit again"
+                                : "put that right and commit again; the base is unchanged"));
+}
+
+void PrintDone(const StateFiles& state, std::uint64_t records) {
+    Output output;
+    output.Print("committed: " + Quoted(state.base) + " now lists " + std::to_string(records) +
+                 " files\n");
+    if (PathFileExistsW(state.deleted.c_str())) {
+        output.Print("the list of deleted files stays in " + Quoted(state.deleted) +
+                     " until the next detect\n");
+    }
+    output.Flush();
+}
+
+}  // namespace
+
+int RunCommit(CLI::App& app, std::vector<std::string> arguments) {
+    StateArguments stateArguments;
+    bool json = false;
+    AddStateOptions(app, stateArguments);
+    app.add_flag("--json", json, "Print one JSON object");
+    if (!ParseArguments(app, std::move(arguments))) {
+        return ExitCode::Done;
+    }
+    const StateFiles state = ResolveState(stateArguments);
+    RequirePending(state);
+    RequireOneFileSystem(state);
+
+    HostCatchStopSignals();
+    const LibraryLog log;
+    const StateLock lock(state);
+    RequirePending(state);
+    const std::uint64_t records = CheckedListing(state.syncing);
+    RequireUnheld(state.syncing);
+    RequireUnheld(state.base);
+    ThrowIfStopped();
+    Commit(state, log);
+    if (json) {
+        PrintJsonResult(0, "", nlohmann::ordered_json::object());
+    } else {
+        PrintDone(state, records);
+    }
+    return ExitCode::Done;
+}

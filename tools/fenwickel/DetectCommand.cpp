@@ -1,0 +1,198 @@
+// fenwickel detect: one change detection, without a commit.
+#include <chrono>
+#include <cstdio>
+#include <optional>
+
+#include "Commands.h"
+#include "ExitCodes.h"
+#include "Failure.h"
+#include "JobControl.h"
+#include "LibraryLog.h"
+#include "Output.h"
+#include "PathPairs.h"
+#include "PendingRun.h"
+#include "Progress.h"
+#include "RecordReader.h"
+#include "ShellText.h"
+#include "Stop.h"
+#include "platform/Platform.h"
+
+namespace {
+
+struct Options {
+    StateArguments state;
+    std::vector<std::string> pairs;
+    std::vector<std::string> ignores;
+    bool forceAll = false;
+    bool json = false;
+    bool exitCode = false;
+};
+
+struct Summary {
+    RecordCounts counts;
+    std::uint64_t elapsedMs = 0;
+
+    std::uint64_t Found() const { return counts.fresh + counts.changed + counts.unchanged; }
+    bool HasChanges() const { return counts.fresh + counts.changed + counts.deleted > 0; }
+    std::uint64_t FilesPerSecond() const {
+        return elapsedMs == 0 ? Found() * 1000 : Found() * 1000 / elapsedMs;
+    }
+};
+
+void DefineOptions(CLI::App& app, Options& options) {
+    AddStateOptions(app, options.state);
+    app.add_option("--ignore", options.ignores,
+                   "Skip the folder NAME directly below the INDEX-th folder, counted from 0")
+        ->allow_extra_args(false)
+        ->type_name("INDEX:NAME");
+    app.add_flag("--force-all", options.forceAll, "Count every known file as changed");
+    app.add_flag("--json", options.json, "Print one JSON object");
+    app.add_flag("--exit-code", options.exitCode, "Exit 4 when anything is new, changed or gone");
+    app.add_option("PAIR", options.pairs, "FOLDER to walk, or META=SNAPSHOT to walk SNAPSHOT")
+        ->required()
+        ->type_name("");
+}
+
+// Refuses a damaged base before anything is touched: it must never read as files gone.
+void CheckBase(const WString& base) {
+    std::uint64_t size = 0;
+    if (PathFileExistsW(base.c_str())) {
+        RecordReader reader(base);
+        size = reader.FileSize();
+        if (const auto damage = reader.Check()) {
+            throw Failure(ExitCode::Damaged,
+                          "previous listing " + Quoted(base) + " is " + damage->Text() +
+                              ": restore it, or delete it to start over with every file new");
+        }
+    }
+    if (size == 0) {
+        std::fprintf(stderr, "fenwickel detect: no previous listing in %s: every file is new\n",
+                     Quoted(base).c_str());
+    }
+}
+
+const char* RemedyFor(int code) {
+    switch (code) {
+        case ERROR_DISK_FULL:
+            return "free some space";
+        case ERROR_ACCESS_DENIED:
+            return "check its permissions, or leave a top folder out with --ignore";
+        case SYNC_EC_PATH_TOO_LONG:
+            return "shorten the path, or leave a top folder out with --ignore";
+        default:
+            return "put that right and run again";
+    }
+}
+
+Failure RunFailure(int code, const LibraryLog& log) {
+    const std::string words = log.LastFailure();
+    return {code == ERROR_SHARING_VIOLATION ? ExitCode::Held : ExitCode::Failed, code,
+            "cannot detect changes: " + (words.empty() ? "" : words + ": ") + Reason(code) + ": " +
+                RemedyFor(code) + "; the previous listing is unchanged"};
+}
+
+int Generate(const Options& options, std::vector<stPathPair>& pairs,
+             stDetectFileChangeContext& context) {
+    const bool counting = HostIsTerminal(2);
+    JobControl control(options.forceAll, counting);
+    context.pJobControl = &control;
+    std::optional<Progress> progress;
+    if (counting) {
+        progress.emplace(control);
+    }
+    CSyncDetectFileChange detector;
+    detector.SetDetectMetaPath(pairs);
+    const int code = detector.InitFileChangeDetector(context);
+    return code != 0 ? code : detector.GenerateSyncList();
+}
+
+Summary Run(const Options& options, const StateFiles& state, std::vector<stPathPair>& pairs,
+            stDetectFileChangeContext& context, const LibraryLog& log) {
+    const auto start = std::chrono::steady_clock::now();
+    const int code = Generate(options, pairs, context);
+    ThrowIfStopped();
+    if (code != 0) {
+        throw RunFailure(code, log);
+    }
+    Summary summary;
+    summary.counts = RecordReader(state.syncing).Count();
+    summary.counts.deleted = RecordReader(state.deleted).Count().deleted;
+    summary.elapsedMs =
+        static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                       std::chrono::steady_clock::now() - start)
+                                       .count());
+    return summary;
+}
+
+std::string Row(const char* name, std::uint64_t value, const char* unit = "") {
+    char line[64];
+    std::snprintf(line, sizeof line, "%-10s %14llu%s\n", name,
+                  static_cast<unsigned long long>(value), unit);
+    return line;
+}
+
+std::string Table(const Summary& summary) {
+    return "status              files\n" + Row("new", summary.counts.fresh) +
+           Row("changed", summary.counts.changed) + Row("unchanged", summary.counts.unchanged) +
+           Row("deleted", summary.counts.deleted) + Row("found", summary.Found()) +
+           Row("elapsed", summary.elapsedMs, " ms") +
+           Row("speed", summary.FilesPerSecond(), " files/s");
+}
+
+std::string NextCommands(const StateArguments& state) {
+    const std::string options = StateOptionsText(state);
+    return "\nlist with:    fenwickel dump --status new,changed " + ShellQuoted(state.syncing) +
+           "\n              fenwickel dump " + ShellQuoted(state.deleted) +
+           "\ncommit with:  fenwickel commit " + options + "\ndiscard with: fenwickel discard " +
+           options + "\n";
+}
+
+nlohmann::ordered_json Fields(const Summary& summary) {
+    return {
+        {"new", summary.counts.fresh},           {"changed", summary.counts.changed},
+        {"unchanged", summary.counts.unchanged}, {"deleted", summary.counts.deleted},
+        {"elapsed_ms", summary.elapsedMs},       {"files_per_second", summary.FilesPerSecond()}};
+}
+
+void PrintSummary(const Options& options, const Summary& summary) {
+    if (options.json) {
+        PrintJsonResult(0, "", Fields(summary));
+        return;
+    }
+    Output output;
+    output.Print(Table(summary) + NextCommands(options.state));
+    output.Flush();
+}
+
+}  // namespace
+
+nlohmann::ordered_json EmptyDetectResult() {
+    return Fields({});
+}
+
+int RunDetect(CLI::App& app, std::vector<std::string> arguments) {
+    Options options;
+    DefineOptions(app, options);
+    if (!ParseArguments(app, std::move(arguments))) {
+        return ExitCode::Done;
+    }
+    std::vector<stPathPair> pairs = ParsePairs(options.pairs);
+    stDetectFileChangeContext context;
+    context.mapIgnoredDirs = ParseIgnores(options.ignores, pairs.size());
+    const StateFiles state = ResolveState(options.state);
+    RequireStateOutside(state, pairs);
+    RequireFolders(pairs);
+    context.strBaseDBPath = state.base;
+    context.strSyncingDBPath = state.syncing;
+    context.strDeleteDBPath = state.deleted;
+
+    HostCatchStopSignals();
+    const LibraryLog log;
+    const StateLock lock(state);
+    CheckBase(state.base);
+    PendingRun pending(state);
+    const Summary summary = Run(options, state, pairs, context, log);
+    PrintSummary(options, summary);
+    pending.Keep();
+    return options.exitCode && summary.HasChanges() ? ExitCode::ChangesExist : ExitCode::Done;
+}

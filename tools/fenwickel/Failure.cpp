@@ -1,0 +1,72 @@
+#include "Failure.h"
+
+#include "fenwickel/SyncCodes.h"
+#include "platform/Host.h"
+
+namespace {
+
+std::string OwnReason(int code) {
+    switch (code) {
+        case SYNC_EC_STOPPED:
+            return "stopped on request";
+        case SYNC_EC_NO_MEMORY:
+            return "not enough memory or threads";
+        case SYNC_EC_FAILED:
+            return "a transfer fell short or a record is damaged";
+        case SYNC_EC_PATH_TOO_LONG:
+            return "a relative path has 260 characters or more";
+        default:
+            return HostErrorText(static_cast<std::uint32_t>(code));
+    }
+}
+
+std::string EscapeOf(unsigned char byte) {
+    constexpr char digits[] = "0123456789abcdef";
+    switch (byte) {
+        case '\n':
+            return "\\n";
+        case '\t':
+            return "\\t";
+        case '\r':
+            return "\\r";
+        default:
+            return {'\\', 'x', digits[byte >> 4U], digits[byte & 15U]};
+    }
+}
+
+}  // namespace
+
+Failure SystemFailure(int exitCode, const std::string& action, const WString& path,
+                      std::uint32_t code, const std::string& remedy) {
+    const int result = static_cast<int>(code);
+    return {exitCode, result,
+            "cannot " + action + " " + Quoted(path) + ": " + Reason(result) + ": " + remedy};
+}
+
+std::string Quoted(const WString& path) {
+    return '"' + Escaped(HostDisplayText(path)) + '"';
+}
+
+std::string Reason(int code) {
+    const std::string text = OwnReason(code);
+    const std::string number = "(" + std::to_string(code) + ")";
+    return text.empty() ? "code " + number : text + " " + number;
+}
+
+std::string Escaped(const std::string& text) {
+    std::string result;
+    result.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
+        if (byte < 0x20 || byte == 0x7F) {
+            result += EscapeOf(byte);
+        } else if (byte == 0xC2 && next >= 0x80 && next <= 0x9F) {  // U+0080 to U+009F
+            result += EscapeOf(next);
+            ++i;
+        } else {
+            result += text[i];
+        }
+    }
+    return result;
+}

@@ -1,0 +1,19 @@
+// Records as text: a table row for people, a JSON object for programs.
+#pragma once
+
+#include <string>
+
+#include "RecordReader.h"
+
+// The name of a status, "unknown" for a value outside enSyncItemStatus.
+const char* StatusName(std::uint8_t status);
+
+// The status with that name, 0 when there is none.
+std::uint8_t StatusFromName(const std::string& name);
+
+// The heading of the table, and one row of it, each with a line feed.
+std::string TableHeading();
+void AppendTableRow(std::string& text, const RecordView& record);
+
+// One JSON object and a line feed.
+void AppendJsonLine(std::string& text, const RecordView& record);

@@ -1,0 +1,138 @@
+#include "StateFiles.h"
+
+#include "ExitCodes.h"
+#include "Failure.h"
+#include "ShellText.h"
+#include "platform/Host.h"
+#include "platform/Platform.h"
+
+namespace {
+
+WString StatePath(const char* option, const std::string& argument) {
+    if (argument.empty()) {
+        throw Failure(ExitCode::Usage, std::string(option) + " is empty: name a file");
+    }
+    return HostWidePath(argument);
+}
+
+void RequireDistinct(const StateRole& first, const StateRole& second) {
+    if (HostResolvedPath(first.path) == HostResolvedPath(second.path) ||
+        HostSameFile(first.path, second.path)) {
+        throw Failure(ExitCode::Usage, std::string(first.name) + " and " + second.name +
+                                           " are both " + Quoted(second.path) +
+                                           ": give each its own file");
+    }
+}
+
+void RequireFilePath(const StateRole& role) {
+    if (HostIsFolder(role.path)) {
+        throw Failure(ExitCode::Usage, std::string(role.name) + " " + Quoted(role.path) +
+                                           " is a folder: name a file");
+    }
+    const WString folder = HostParentFolder(role.path);
+    if (!HostIsFolder(folder)) {
+        throw Failure(ExitCode::Failed, "the folder " + Quoted(folder) + " for " + role.name +
+                                            " does not exist: create it");
+    }
+}
+
+std::string HolderOf(const WString& lock) {
+    const HANDLE file = CreateFileW(lock.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    std::string text(16, '\0');
+    DWORD bytes = 0;
+    if (file != INVALID_HANDLE_VALUE) {
+        if (!ReadFile(file, text.data(), static_cast<DWORD>(text.size()), &bytes, nullptr)) {
+            bytes = 0;
+        }
+        CloseHandle(file);
+    }
+    text.resize(bytes);
+    text.resize(std::min(text.size(), text.find_first_not_of("0123456789")));
+    return text.empty() ? "another process" : "process " + text;
+}
+
+}  // namespace
+
+void AddStateOptions(CLI::App& app, StateArguments& arguments) {
+    app.add_option("--base", arguments.base, "Listing of the previous synchronisation")
+        ->required()
+        ->type_name("FILE");
+    app.add_option("--syncing", arguments.syncing, "Listing that detect writes")
+        ->required()
+        ->type_name("FILE");
+    app.add_option("--deleted", arguments.deleted, "List of deleted files that detect writes")
+        ->required()
+        ->type_name("FILE");
+}
+
+std::string StateOptionsText(const StateArguments& arguments) {
+    return "--base " + ShellQuoted(arguments.base) + " --syncing " +
+           ShellQuoted(arguments.syncing) + " --deleted " + ShellQuoted(arguments.deleted);
+}
+
+StateFiles ResolveState(const StateArguments& arguments) {
+    StateFiles state{StatePath("--base", arguments.base),
+                     StatePath("--syncing", arguments.syncing),
+                     StatePath("--deleted", arguments.deleted),
+                     {}};
+    state.lock = state.base + WIDE(".lock");
+    const std::vector<StateRole> roles = Roles(state);
+    for (std::size_t i = 0; i < roles.size(); ++i) {
+        for (std::size_t j = i + 1; j < roles.size(); ++j) {
+            RequireDistinct(roles[i], roles[j]);
+        }
+    }
+    for (const StateRole& role : roles) {
+        RequireFilePath(role);
+    }
+    return state;
+}
+
+std::vector<StateRole> Roles(const StateFiles& state) {
+    return {{"--base", state.base},
+            {"--syncing", state.syncing},
+            {"--deleted", state.deleted},
+            {"the lock file of --base", state.lock}};
+}
+
+stSyncFileDbContext DatabaseContext(const StateFiles& state) {
+    return {state.base, state.syncing, state.deleted, nullptr};
+}
+
+StateLock::StateLock(const StateFiles& state)
+    : m_file(CreateFileW(state.lock.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                         OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr)) {
+    if (m_file != INVALID_HANDLE_VALUE) {
+        WritePid(state.lock);
+        return;
+    }
+    const DWORD code = GetLastError();
+    if (code == ERROR_SHARING_VIOLATION) {
+        throw Failure(
+            ExitCode::Held, static_cast<int>(code),
+            HolderOf(state.lock) + " holds " + Quoted(state.lock) + ": wait until it has ended");
+    }
+    throw SystemFailure(ExitCode::Failed, "create the lock file", state.lock, code,
+                        "make its folder writable");
+}
+
+void StateLock::WritePid(const WString& path) {
+    const std::string text = std::to_string(GetCurrentProcessId()) + "\n";
+    DWORD written = 0;
+    if (!WriteFile(m_file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr) ||
+        written != text.size() || !SetEndOfFile(m_file)) {
+        const DWORD code = GetLastError();
+        CloseHandle(m_file);
+        throw SystemFailure(ExitCode::Failed, "write the lock file", path, code, "check the disk");
+    }
+}
+
+StateLock::~StateLock() {
+    LARGE_INTEGER start;
+    start.QuadPart = 0;
+    if (SetFilePointerEx(m_file, start, nullptr, FILE_BEGIN)) {
+        SetEndOfFile(m_file);
+    }
+    CloseHandle(m_file);
+}

@@ -1,0 +1,61 @@
+// The three record files of a synchronisation and the lock beside them.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "fenwickel/SyncFileDatabase.h"
+#include "fenwickel/Types.h"
+
+// The options --base, --syncing and --deleted as the user gave them.
+struct StateArguments {
+    std::string base;
+    std::string syncing;
+    std::string deleted;
+};
+
+// Where the files lie, in the library's form.
+struct StateFiles {
+    WString base;
+    WString syncing;
+    WString deleted;
+    WString lock;  // base with ".lock"
+};
+
+// One path of the state with what messages call it.
+struct StateRole {
+    const char* name;
+    const WString& path;
+};
+
+void AddStateOptions(CLI::App& app, StateArguments& arguments);
+
+// The options again, quoted for a shell, for a command that the user may repeat.
+std::string StateOptionsText(const StateArguments& arguments);
+
+// Turns the arguments into paths. Throws Failure when two roles mean one file or a path names a
+// folder (Usage), or when the folder of a file is missing (Failed). Touches nothing.
+StateFiles ResolveState(const StateArguments& arguments);
+
+// Base, syncing, deleted, lock.
+std::vector<StateRole> Roles(const StateFiles& state);
+
+// What the library's database set wants to know, without a control object.
+stSyncFileDbContext DatabaseContext(const StateFiles& state);
+
+// Holds the lock file of a state from construction to destruction. The file stays on disk, empty:
+// deleting it could take it from under a process that has just opened it.
+class StateLock {
+public:
+    // Throws Failure: Held, naming the holder's process id, or Failed.
+    explicit StateLock(const StateFiles& state);
+    StateLock(const StateLock&) = delete;
+    StateLock& operator=(const StateLock&) = delete;
+    ~StateLock();
+
+private:
+    void WritePid(const WString& path);
+
+    HANDLE m_file;
+};
