@@ -48,8 +48,10 @@ void CEnvironmentFileOutput::Open() {
     m_opened = true;
     const WString path = LogFilePath();
     if (!path.empty()) {
-        m_file = CreateFileW(path.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                             nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+        // Shared for everything: others append to it, read it, and may delete it under us.
+        m_file = CreateFileW(path.c_str(), FILE_APPEND_DATA,
+                             FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                             OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     }
 }
 

@@ -60,11 +60,14 @@ inline std::string FullLine(std::string line, const Bench& bench) {
 
 // Which thread of a detection a line comes from: lines of different threads may change places.
 inline int ThreadOf(const std::string& line) {
-    const char* const signs[] = {"::Traverse", "::CheckFile", "::StoreFile", "::AppendRecord"};
-    const auto* const sign = std::find_if(std::begin(signs), std::end(signs), [&](const char* s) {
-        return line.find(s) != std::string::npos;
-    });
-    return std::min(static_cast<int>(std::end(signs) - sign), 3);
+    const std::pair<const char*, int> signs[] = {
+        {"::Traverse", 1}, {"::CheckFile", 2}, {"::StoreFile", 3}, {"::AppendRecord", 3}};
+    for (const auto& [sign, thread] : signs) {
+        if (line.find(sign) != std::string::npos) {
+            return thread;
+        }
+    }
+    return 0;
 }
 
 inline Lines ByThread(Lines lines) {

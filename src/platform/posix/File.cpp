@@ -47,7 +47,8 @@ bool PlanAccess(DWORD access, OpenPlan* plan) {
 }
 
 bool PlanSharing(DWORD access, DWORD share, OpenPlan* plan) {
-    if (share == (FILE_SHARE_READ | FILE_SHARE_WRITE)) {
+    // Deleting never needs the holder's leave here, as long as it holds no lock.
+    if ((share & ~FILE_SHARE_DELETE) == (FILE_SHARE_READ | FILE_SHARE_WRITE)) {
         return true;
     }
     plan->lockOperation = access == GENERIC_READ ? LOCK_SH : LOCK_EX;
