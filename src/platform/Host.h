@@ -30,7 +30,8 @@ bool HostIsFolder(const WString& path);
 WString HostParentFolder(const WString& path);
 
 // The path with its links resolved as far as it exists; the part that does not exist follows as
-// given. For telling whether two paths mean one place.
+// given, in lower case on a system that ignores case. For telling whether two paths
+// mean one place, not for opening.
 WString HostResolvedPath(const WString& path);
 
 // A number for the file system that holds the path (or its nearest existing folder); nothing when

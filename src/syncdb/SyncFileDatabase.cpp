@@ -33,8 +33,7 @@ int CSyncFileDatabase::InitSyncFileDB() {
     }
     result = m_syncingDB.OpenDBFile(m_strSyncingDBPath);
     if (result != 0) {
-        return LogFailure(result,
-                          WIDE("[SYNC]:[%s]:failed to open syncing db file:[%s].EC:[%d]."),
+        return LogFailure(result, WIDE("[SYNC]:[%s]:failed to open syncing db file:[%s].EC:[%d]."),
                           function, m_strSyncingDBPath.c_str(), result);
     }
     result = CutLeftovers();
@@ -46,8 +45,7 @@ int CSyncFileDatabase::InitSyncFileDB() {
     }
     result = BuildSearchEngine();
     if (result != 0) {
-        return LogFailure(result,
-                          WIDE("[SYNC]:[%s]:failed to build memory search engine.EC:[%d]."),
+        return LogFailure(result, WIDE("[SYNC]:[%s]:failed to build memory search engine.EC:[%d]."),
                           function, result);
     }
     return 0;
@@ -56,8 +54,17 @@ int CSyncFileDatabase::InitSyncFileDB() {
 // Nobody who reads a list to its end may meet records of an earlier run behind those of this one.
 int CSyncFileDatabase::CutLeftovers() {
     int result = m_syncingDB.CutToHeader();
-    if (result != 0 || !PathFileExistsW(m_strDeleteDBPath.c_str())) {
+    if (result != 0) {
         return result;
+    }
+    if (!PathFileExistsW(m_strDeleteDBPath.c_str())) {
+        const DWORD error = GetLastError();
+        return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND
+                   ? 0
+                   : LogFailure(static_cast<int>(error),
+                                WIDE("[SYNC]:[%s]:failed to look for file:[%s].EC:[%d]."),
+                                WIDE("CSyncFileDatabase::CutLeftovers"), m_strDeleteDBPath.c_str(),
+                                error);
     }
     result = m_deleteDB.OpenDBFile(m_strDeleteDBPath);
     if (result == 0) {
@@ -102,8 +109,8 @@ int CSyncFileDatabase::TakeEffectNewSyncDB() {
     }
     result = CSyncDBFile::DeleteDBFile(m_strBaseDBPath);
     if (result != 0) {
-        return LogFailure(result, WIDE("[SYNC]:[%s]:failed to delete file:[%s].EC:[%d]."),
-                          function, m_strBaseDBPath.c_str(), result);
+        return LogFailure(result, WIDE("[SYNC]:[%s]:failed to delete file:[%s].EC:[%d]."), function,
+                          m_strBaseDBPath.c_str(), result);
     }
     result = CSyncDBFile::RenameDBFile(m_strSyncingDBPath, m_strBaseDBPath);
     if (result != 0) {
@@ -140,9 +147,8 @@ int CSyncFileDatabase::CloseAllDBs() {
     }
     const int syncingClosed = m_syncingDB.CloseDBFile();
     if (syncingClosed != 0) {
-        result = LogFailure(syncingClosed,
-                            WIDE("[SYNC]:[%s]:failed to close current db.EC:[%d]."), function,
-                            syncingClosed);
+        result = LogFailure(syncingClosed, WIDE("[SYNC]:[%s]:failed to close current db.EC:[%d]."),
+                            function, syncingClosed);
     }
     const int deleteClosed = m_deleteDB.CloseDBFile();
     if (deleteClosed != 0) {

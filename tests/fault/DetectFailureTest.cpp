@@ -21,20 +21,19 @@ int Generate(Bench& bench) {
 
 TEST(Failures, OfPreparingADetector) {
     const char* const queues[] = {"detect queue for meta folder", "item check queue",
-                                  "item check queue", "store list queue",
-                                  "free store list queue"};
+                                  "item check queue", "store list queue", "free store list queue"};
     // Of each queue the lock and both semaphores.
     const auto refused = [&](const char* function, int nthCall, int queue) {
         static std::list<std::string> faults;
         faults.push_back(function + (":" + std::to_string(nthCall)) + ":once:5");
         return FailureCase{
             Configured, Init, faults.back().c_str(), 5,
-            {std::string("C::BuildSyncQueue]:failed to init ") + queues[queue] + ".EC:[5].",
-             "C::InitFileChangeDetector]:failed to build sync Queue.EC:[5]."}};
+            Lines{std::string("C::BuildSyncQueue]:failed to init ") + queues[queue] + ".EC:[5].",
+                  "C::InitFileChangeDetector]:failed to build sync Queue.EC:[5]."}};
     };
     std::vector<FailureCase> cases = {
         {Configured, Init, "TryNew:1:once", SYNC_EC_FAILED,
-         {"C::InitFileChangeDetector]:failed to allocate sync Database object."}}};
+         Lines{"C::InitFileChangeDetector]:failed to allocate sync Database object."}}};
     for (int queue = 0; queue < 5; ++queue) {
         cases.push_back(refused("CreateMutexW", queue + 1, queue));
         cases.push_back(refused("CreateSemaphoreW", 2 * queue + 1, queue));
@@ -44,11 +43,11 @@ TEST(Failures, OfPreparingADetector) {
 }
 
 const Lines kBuilt = {"D::BuildSearchEngine]:succeed to build memory search engine."};
-const Lines kTraverse = {"C::TraverseFolderThreadImpl]:the traverse changed item thread started!",
-                         "C::TraverseFolderThreadImpl]:the traverse changed item thread will exit!"};
-const Lines kCheck = {
-    "C::CheckFileChangeThreadImpl]:the detect changed item thread started!",
-    "C::CheckFileChangeThreadImpl]:the detect changed item thread will exited!"};
+const Lines kTraverse = {
+    "C::TraverseFolderThreadImpl]:the traverse changed item thread started!",
+    "C::TraverseFolderThreadImpl]:the traverse changed item thread will exit!"};
+const Lines kCheck = {"C::CheckFileChangeThreadImpl]:the detect changed item thread started!",
+                      "C::CheckFileChangeThreadImpl]:the detect changed item thread will exited!"};
 const Lines kStore = {"C::StoreFileThreadImpl]:the store changed item thread started!",
                       "C::StoreFileThreadImpl]:the store changed item thread will exit!"};
 const Lines kWalked = kBuilt + kTraverse + kCheck + kStore;
@@ -62,7 +61,8 @@ Lines ThreadRefused(const char* thread) {
 }
 Lines SearchFails(const std::string& message) {
     return kBuilt + kCheck + kStore +
-           Lines{kTraverse[0], "C::TraverseSnapshotFolder]:failed to find " + message, kTraverse[1]};
+           Lines{kTraverse[0], "C::TraverseSnapshotFolder]:failed to find " + message,
+                 kTraverse[1]};
 }
 
 int WithoutTree(Bench& bench) {
@@ -74,9 +74,9 @@ int WithoutTree(Bench& bench) {
 TEST(Failures, OfADetection) {
     CheckFailures({
         {Ready, Generate, "CreateFileW:1:once:5", 5,
-         {"F::OpenDBFileForRead]:Open File:[$B] failed.EC:[5].",
-          "D::InitSyncFileDB]:failed to open base db file:[$B].EC:[5].",
-          "C::GenerateSyncList]:failed to initialize sync db.EC:[5]."}},
+         Lines{"F::OpenDBFileForRead]:Open File:[$B] failed.EC:[5].",
+               "D::InitSyncFileDB]:failed to open base db file:[$B].EC:[5].",
+               "C::GenerateSyncList]:failed to initialize sync db.EC:[5]."}},
         {Ready, Generate, "TryNewThread:1:once", SYNC_EC_NO_MEMORY,
          kBuilt + ThreadRefused("search file")},
         {Ready, Generate, "TryNewThread:2:once", SYNC_EC_NO_MEMORY,

@@ -45,9 +45,12 @@ struct FailureCase {
 
 inline std::string FullLine(std::string line, const Bench& bench) {
     const std::pair<std::string, std::string> shorthands[] = {
-        {"F::", "CSyncDBFile::"},         {"D::", "CSyncFileDatabase::"},
-        {"C::", "CSyncDetectFileChange::"}, {"$B", Narrow(bench.base)},
-        {"$S", Narrow(bench.syncing)},    {"$D", Narrow(bench.deleted)},
+        {"F::", "CSyncDBFile::"},
+        {"D::", "CSyncFileDatabase::"},
+        {"C::", "CSyncDetectFileChange::"},
+        {"$B", Narrow(bench.base)},
+        {"$S", Narrow(bench.syncing)},
+        {"$D", Narrow(bench.deleted)},
         {"$T", Narrow(bench.folder.wide("tree"))}};
     for (const auto& [shorthand, text] : shorthands) {
         const std::size_t at = line.find(shorthand);

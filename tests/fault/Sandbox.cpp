@@ -57,9 +57,9 @@ Sandbox::Sandbox() {
 
 Ended Sandbox::Run(const std::string& command, const std::string& fault, bool tracing) {
     const std::string root = m_folder.path().string() + "/";
-    std::vector<std::string> arguments = {FENWICKEL_FAULTY_TOOL, command, "--base", root + "base",
-                                          "--syncing", root + "syncing", "--deleted",
-                                          root + "deleted"};
+    std::vector<std::string> arguments = {FENWICKEL_FAULTY_TOOL, command,         "--base",
+                                          root + "base",         "--syncing",     root + "syncing",
+                                          "--deleted",           root + "deleted"};
     if (command == "detect") {
         arguments.push_back(root + "tree");
     }

@@ -3,6 +3,7 @@
 #include "ExitCodes.h"
 #include "Failure.h"
 #include "LibraryLog.h"
+#include "Options.h"
 #include "Output.h"
 #include "RecordReader.h"
 #include "StateFiles.h"
@@ -12,7 +13,7 @@
 namespace {
 
 void RequirePending(const StateFiles& state) {
-    if (!PathFileExistsW(state.syncing.c_str())) {
+    if (IsGone(state.syncing)) {
         throw Failure(ExitCode::NothingPending, "nothing pending: " + Quoted(state.syncing) +
                                                     " does not exist: run fenwickel detect first");
     }
@@ -58,11 +59,16 @@ void Commit(const StateFiles& state, const LibraryLog& log) {
     CSyncFileDatabase database;
     database.SetDBContext(context);
     const int code = database.TakeEffectNewSyncDB();
-    if (code == 0 && !PathFileExistsW(state.syncing.c_str())) {
+    if (code == 0 && IsGone(state.syncing)) {
         return;
     }
+    if (code == 0) {
+        throw Failure(ExitCode::Failed, "cannot commit " + Quoted(state.syncing) +
+                                            ": it could not be looked up: make its folder "
+                                            "readable and commit again");
+    }
     const std::string words = log.LastFailure();
-    const bool baseGone = !PathFileExistsW(state.base.c_str());
+    const bool baseGone = IsGone(state.base);
     throw Failure(ExitCode::Failed, code,
                   "cannot commit " + Quoted(state.syncing) + ": " +
                       (words.empty() ? "" : words + ": ") + Reason(code) + ": " +
@@ -84,15 +90,12 @@ void PrintDone(const StateFiles& state, std::uint64_t records) {
 
 }  // namespace
 
-int RunCommit(CLI::App& app, std::vector<std::string> arguments) {
-    StateArguments stateArguments;
-    bool json = false;
-    AddStateOptions(app, stateArguments);
-    app.add_flag("--json", json, "Print one JSON object");
-    if (!ParseArguments(app, std::move(arguments))) {
+int RunCommit(const Command& command, std::vector<std::string> arguments) {
+    const auto options = ParseOptions<PendingOptions>(command, std::move(arguments));
+    if (!options) {
         return ExitCode::Done;
     }
-    const StateFiles state = ResolveState(stateArguments);
+    const StateFiles state = ResolveState(options->state);
     RequirePending(state);
     RequireOneFileSystem(state);
 
@@ -105,8 +108,8 @@ int RunCommit(CLI::App& app, std::vector<std::string> arguments) {
     RequireUnheld(state.base);
     ThrowIfStopped();
     Commit(state, log);
-    if (json) {
-        PrintJsonResult(0, "", nlohmann::ordered_json::object());
+    if (options->json) {
+        PrintJsonResult(0, "", {});
     } else {
         PrintDone(state, records);
     }

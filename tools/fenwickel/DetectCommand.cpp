@@ -8,6 +8,7 @@
 #include "Failure.h"
 #include "JobControl.h"
 #include "LibraryLog.h"
+#include "Options.h"
 #include "Output.h"
 #include "PathPairs.h"
 #include "PendingRun.h"
@@ -18,15 +19,6 @@
 #include "platform/Platform.h"
 
 namespace {
-
-struct Options {
-    StateArguments state;
-    std::vector<std::string> pairs;
-    std::vector<std::string> ignores;
-    bool forceAll = false;
-    bool json = false;
-    bool exitCode = false;
-};
 
 struct Summary {
     RecordCounts counts;
@@ -39,24 +31,10 @@ struct Summary {
     }
 };
 
-void DefineOptions(CLI::App& app, Options& options) {
-    AddStateOptions(app, options.state);
-    app.add_option("--ignore", options.ignores,
-                   "Skip the folder NAME directly below the INDEX-th folder, counted from 0")
-        ->allow_extra_args(false)
-        ->type_name("INDEX:NAME");
-    app.add_flag("--force-all", options.forceAll, "Count every known file as changed");
-    app.add_flag("--json", options.json, "Print one JSON object");
-    app.add_flag("--exit-code", options.exitCode, "Exit 4 when anything is new, changed or gone");
-    app.add_option("PAIR", options.pairs, "FOLDER to walk, or META=SNAPSHOT to walk SNAPSHOT")
-        ->required()
-        ->type_name("");
-}
-
 // Refuses a damaged base before anything is touched: it must never read as files gone.
 void CheckBase(const WString& base) {
     std::uint64_t size = 0;
-    if (PathFileExistsW(base.c_str())) {
+    if (!IsGone(base)) {
         RecordReader reader(base);
         size = reader.FileSize();
         if (const auto damage = reader.Check()) {
@@ -91,7 +69,7 @@ Failure RunFailure(int code, const LibraryLog& log) {
                 RemedyFor(code) + "; the previous listing is unchanged"};
 }
 
-int Generate(const Options& options, std::vector<stPathPair>& pairs,
+int Generate(const DetectOptions& options, std::vector<stPathPair>& pairs,
              stDetectFileChangeContext& context) {
     const bool counting = HostIsTerminal(2);
     JobControl control(options.forceAll, counting);
@@ -106,7 +84,7 @@ int Generate(const Options& options, std::vector<stPathPair>& pairs,
     return code != 0 ? code : detector.GenerateSyncList();
 }
 
-Summary Run(const Options& options, const StateFiles& state, std::vector<stPathPair>& pairs,
+Summary Run(const DetectOptions& options, const StateFiles& state, std::vector<stPathPair>& pairs,
             stDetectFileChangeContext& context, const LibraryLog& log) {
     const auto start = std::chrono::steady_clock::now();
     const int code = Generate(options, pairs, context);
@@ -147,39 +125,36 @@ std::string NextCommands(const StateArguments& state) {
            options + "\n";
 }
 
-nlohmann::ordered_json Fields(const Summary& summary) {
+JsonFields Fields(const Summary& summary) {
     return {
         {"new", summary.counts.fresh},           {"changed", summary.counts.changed},
         {"unchanged", summary.counts.unchanged}, {"deleted", summary.counts.deleted},
         {"elapsed_ms", summary.elapsedMs},       {"files_per_second", summary.FilesPerSecond()}};
 }
 
-void PrintSummary(const Options& options, const Summary& summary) {
+void PrintSummary(const DetectOptions& options, const Summary& summary) {
     if (options.json) {
         PrintJsonResult(0, "", Fields(summary));
-        return;
+    } else {
+        PrintWhole(Table(summary) + NextCommands(options.state));
     }
-    Output output;
-    output.Print(Table(summary) + NextCommands(options.state));
-    output.Flush();
 }
 
 }  // namespace
 
-nlohmann::ordered_json EmptyDetectResult() {
+JsonFields EmptyDetectResult() {
     return Fields({});
 }
 
-int RunDetect(CLI::App& app, std::vector<std::string> arguments) {
-    Options options;
-    DefineOptions(app, options);
-    if (!ParseArguments(app, std::move(arguments))) {
+int RunDetect(const Command& command, std::vector<std::string> arguments) {
+    const auto options = ParseOptions<DetectOptions>(command, std::move(arguments));
+    if (!options) {
         return ExitCode::Done;
     }
-    std::vector<stPathPair> pairs = ParsePairs(options.pairs);
+    std::vector<stPathPair> pairs = ParsePairs(options->pairs);
     stDetectFileChangeContext context;
-    context.mapIgnoredDirs = ParseIgnores(options.ignores, pairs.size());
-    const StateFiles state = ResolveState(options.state);
+    context.mapIgnoredDirs = ParseIgnores(options->ignores, pairs.size());
+    const StateFiles state = ResolveState(options->state);
     RequireStateOutside(state, pairs);
     RequireFolders(pairs);
     context.strBaseDBPath = state.base;
@@ -191,8 +166,8 @@ int RunDetect(CLI::App& app, std::vector<std::string> arguments) {
     const StateLock lock(state);
     CheckBase(state.base);
     PendingRun pending(state);
-    const Summary summary = Run(options, state, pairs, context, log);
-    PrintSummary(options, summary);
+    const Summary summary = Run(*options, state, pairs, context, log);
+    PrintSummary(*options, summary);
     pending.Keep();
-    return options.exitCode && summary.HasChanges() ? ExitCode::ChangesExist : ExitCode::Done;
+    return options->exitCode && summary.HasChanges() ? ExitCode::ChangesExist : ExitCode::Done;
 }

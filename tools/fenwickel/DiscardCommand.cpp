@@ -3,6 +3,7 @@
 #include "ExitCodes.h"
 #include "Failure.h"
 #include "LibraryLog.h"
+#include "Options.h"
 #include "Output.h"
 #include "StateFiles.h"
 #include "platform/Platform.h"
@@ -10,7 +11,7 @@
 namespace {
 
 void RequirePending(const StateFiles& state) {
-    if (!PathFileExistsW(state.syncing.c_str()) && !PathFileExistsW(state.deleted.c_str())) {
+    if (IsGone(state.syncing) && IsGone(state.deleted)) {
         throw Failure(ExitCode::NothingPending,
                       "nothing pending: neither " + Quoted(state.syncing) + " nor " +
                           Quoted(state.deleted) + " exists: there is nothing to discard");
@@ -22,8 +23,13 @@ void Discard(const StateFiles& state, const LibraryLog& log) {
     CSyncFileDatabase database;
     database.SetDBContext(context);
     const int code = database.RemoveChangedDB();
-    if (code == 0) {
+    if (code == 0 && IsGone(state.syncing) && IsGone(state.deleted)) {
         return;
+    }
+    if (code == 0) {
+        throw Failure(ExitCode::Failed, "cannot discard the run: " + Quoted(state.syncing) +
+                                            " could not be looked up: make its folder readable "
+                                            "and discard again");
     }
     const std::string words = log.LastFailure();
     throw Failure(
@@ -34,27 +40,22 @@ void Discard(const StateFiles& state, const LibraryLog& log) {
 
 }  // namespace
 
-int RunDiscard(CLI::App& app, std::vector<std::string> arguments) {
-    StateArguments stateArguments;
-    bool json = false;
-    AddStateOptions(app, stateArguments);
-    app.add_flag("--json", json, "Print one JSON object");
-    if (!ParseArguments(app, std::move(arguments))) {
+int RunDiscard(const Command& command, std::vector<std::string> arguments) {
+    const auto options = ParseOptions<PendingOptions>(command, std::move(arguments));
+    if (!options) {
         return ExitCode::Done;
     }
-    const StateFiles state = ResolveState(stateArguments);
+    const StateFiles state = ResolveState(options->state);
     RequirePending(state);
 
     const LibraryLog log;
     const StateLock lock(state);
     RequirePending(state);
     Discard(state, log);
-    if (json) {
-        PrintJsonResult(0, "", nlohmann::ordered_json::object());
+    if (options->json) {
+        PrintJsonResult(0, "", {});
         return ExitCode::Done;
     }
-    Output output;
-    output.Print("discarded: the base " + Quoted(state.base) + " is as it was\n");
-    output.Flush();
+    PrintWhole("discarded: the base " + Quoted(state.base) + " is as it was\n");
     return ExitCode::Done;
 }

@@ -4,6 +4,7 @@
 #include "Commands.h"
 #include "ExitCodes.h"
 #include "Failure.h"
+#include "Options.h"
 #include "Output.h"
 #include "RecordReader.h"
 #include "RecordText.h"
@@ -39,7 +40,7 @@ void Print(RecordReader& reader, std::uint8_t wanted, bool json) {
         }
         text.clear();
         if (json) {
-            AppendJsonLine(text, record);
+            AppendJsonLine(text, Fields(record));
         } else {
             AppendTableRow(text, record);
         }
@@ -50,23 +51,15 @@ void Print(RecordReader& reader, std::uint8_t wanted, bool json) {
 
 }  // namespace
 
-int RunDump(CLI::App& app, std::vector<std::string> arguments) {
-    std::string file;
-    std::string statuses;
-    bool json = false;
-    app.add_option("FILE", file, "Record file: a base, syncing or deleted-item file")
-        ->required()
-        ->type_name("");
-    app.add_flag("--json", json, "Print one JSON object per record");
-    app.add_option("--status", statuses, "Only records with these statuses: new,changed,...")
-        ->type_name("LIST");
-    if (!ParseArguments(app, std::move(arguments))) {
+int RunDump(const Command& command, std::vector<std::string> arguments) {
+    const auto options = ParseOptions<DumpOptions>(command, std::move(arguments));
+    if (!options) {
         return ExitCode::Done;
     }
-    const std::uint8_t wanted = ParseStatuses(statuses);
-    const WString path = HostWidePath(file);
+    const std::uint8_t wanted = ParseStatuses(options->statuses);
+    const WString path = HostWidePath(options->file);
     RecordReader reader(path);
-    Print(reader, wanted, json);
+    Print(reader, wanted, options->json);
     if (const auto& damage = reader.Damage()) {
         throw Failure(ExitCode::Damaged, Quoted(path) + " is " + damage->Text() +
                                              ": the records before it are printed; run fenwickel "

@@ -48,9 +48,14 @@ std::string Quoted(const WString& path) {
 }
 
 std::string Reason(int code) {
-    const std::string text = OwnReason(code);
-    const std::string number = "(" + std::to_string(code) + ")";
-    return text.empty() ? "code " + number : text + " " + number;
+    std::string text = OwnReason(code);
+    if (text.empty()) {
+        text = "code";
+    }
+    text += " (";
+    text += std::to_string(code);
+    text += ')';
+    return text;
 }
 
 std::string Escaped(const std::string& text) {

@@ -30,3 +30,9 @@ void Output::Flush() {
     Write();
     Require(std::fflush(stdout) == 0);
 }
+
+void PrintWhole(std::string_view text) {
+    Output output;
+    output.Print(text);
+    output.Flush();
+}

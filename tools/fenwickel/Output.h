@@ -25,3 +25,6 @@ private:
 
     std::string m_text;
 };
+
+// Writes the text to standard output at once. Throws Failure when not all of it could be written.
+void PrintWhole(std::string_view text);

@@ -7,7 +7,7 @@
 #include "platform/Platform.h"
 
 PendingRun::PendingRun(const StateFiles& state)
-    : m_state(state), m_baseExisted(PathFileExistsW(state.base.c_str()) != FALSE) {
+    : m_state(state), m_baseExisted(!IsGone(state.base)) {
     if (const int code = Discard()) {
         throw SystemFailure(code == ERROR_SHARING_VIOLATION ? ExitCode::Held : ExitCode::Failed,
                             "delete what an earlier run left in", state.syncing,

@@ -17,7 +17,7 @@ std::uint64_t Joined(std::uint32_t high, std::uint32_t low) {
     return (std::uint64_t{high} << 32U) | low;
 }
 
-std::uint64_t Ticks(const FILETIME& time) {
+std::uint64_t Ticks(FILETIME time) {
     return Joined(time.dwHighDateTime, time.dwLowDateTime);
 }
 

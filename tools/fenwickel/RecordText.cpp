@@ -2,7 +2,6 @@
 
 #include <array>
 #include <chrono>
-#include <nlohmann/json.hpp>
 
 #include "Failure.h"
 #include "platform/Host.h"
@@ -47,7 +46,8 @@ void AppendDate(std::string& text, std::uint64_t daysSince1601) {
 }
 
 // ISO 8601 in UTC with seven digits: "2026-01-31T08:15:00.1234567Z".
-void AppendTime(std::string& text, std::uint64_t ticks) {
+std::string TimeText(std::uint64_t ticks) {
+    std::string text;
     const std::uint64_t seconds = ticks / kTicksPerSecond;
     AppendDate(text, seconds / kSecondsPerDay);
     text += 'T';
@@ -59,6 +59,7 @@ void AppendTime(std::string& text, std::uint64_t ticks) {
     text += '.';
     AppendNumber(text, ticks % kTicksPerSecond, 7);
     text += 'Z';
+    return text;
 }
 
 void AppendPadded(std::string& text, const std::string& word, std::size_t width) {
@@ -81,28 +82,6 @@ std::string Base64(std::string_view bytes) {
         }
     }
     return text;
-}
-
-// As a JSON string with its quotes. Most paths are plain and need no escape.
-void AppendJsonString(std::string& text, const std::string& value) {
-    bool plain = true;
-    for (const char sign : value) {
-        plain = plain && static_cast<unsigned char>(sign) >= 0x20 && sign != '"' && sign != '\\';
-    }
-    if (plain) {
-        text += '"' + value + '"';
-    } else {
-        text +=
-            nlohmann::json(value).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-    }
-}
-
-void AppendJsonTime(std::string& text, const char* name, std::uint64_t ticks) {
-    text += ",\"";
-    text += name;
-    text += "\":\"";
-    AppendTime(text, ticks);
-    text += '"';
 }
 
 }  // namespace
@@ -133,24 +112,24 @@ void AppendTableRow(std::string& text, const RecordView& record) {
     AppendPadded(text, StatusName(record.status), 9);
     AppendNumber(text, record.pathIndex, 6, ' ');
     AppendNumber(text, record.size, 16, ' ');
-    text += "  ";
-    AppendTime(text, record.writeTime);
-    text += "  ";
+    text += "  " + TimeText(record.writeTime) + "  ";
     text += Escaped(HostDisplayText(WString(record.path)));
     text += '\n';
 }
 
-void AppendJsonLine(std::string& text, const RecordView& record) {
-    text += "{\"path_index\":" + std::to_string(record.pathIndex) + ",\"status\":\"" +
-            StatusName(record.status) + "\",\"path\":";
-    AppendJsonString(text, Utf8FromWide(record.path));
+JsonFields Fields(const RecordView& record) {
+    JsonFields fields;
+    fields.reserve(8);
+    fields.emplace_back("path_index", record.pathIndex);
+    fields.emplace_back("status", StatusName(record.status));
+    fields.emplace_back("path", Utf8FromWide(record.path));
     if (!IsValidUtf16(record.path)) {
         const auto* bytes = reinterpret_cast<const char*>(record.path.data());
-        text += ",\"path_b64\":\"" + Base64({bytes, record.path.size() * sizeof(WCHAR)}) + '"';
+        fields.emplace_back("path_b64", Base64({bytes, record.path.size() * sizeof(WCHAR)}));
     }
-    text += ",\"size\":" + std::to_string(record.size);
-    AppendJsonTime(text, "write_time", record.writeTime);
-    AppendJsonTime(text, "create_time", record.createTime);
-    AppendJsonTime(text, "access_time", record.accessTime);
-    text += "}\n";
+    fields.emplace_back("size", record.size);
+    fields.emplace_back("write_time", TimeText(record.writeTime));
+    fields.emplace_back("create_time", TimeText(record.createTime));
+    fields.emplace_back("access_time", TimeText(record.accessTime));
+    return fields;
 }

@@ -1,8 +1,9 @@
-// Records as text: a table row for people, a JSON object for programs.
+// Records as text: a table row for people, the fields of a JSON object for programs.
 #pragma once
 
 #include <string>
 
+#include "Json.h"
 #include "RecordReader.h"
 
 // The name of a status, "unknown" for a value outside enSyncItemStatus.
@@ -15,5 +16,5 @@ std::uint8_t StatusFromName(const std::string& name);
 std::string TableHeading();
 void AppendTableRow(std::string& text, const RecordView& record);
 
-// One JSON object and a line feed.
-void AppendJsonLine(std::string& text, const RecordView& record);
+// The record as the fields of a JSON object.
+JsonFields Fields(const RecordView& record);

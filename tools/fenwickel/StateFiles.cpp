@@ -54,18 +54,6 @@ std::string HolderOf(const WString& lock) {
 
 }  // namespace
 
-void AddStateOptions(CLI::App& app, StateArguments& arguments) {
-    app.add_option("--base", arguments.base, "Listing of the previous synchronisation")
-        ->required()
-        ->type_name("FILE");
-    app.add_option("--syncing", arguments.syncing, "Listing that detect writes")
-        ->required()
-        ->type_name("FILE");
-    app.add_option("--deleted", arguments.deleted, "List of deleted files that detect writes")
-        ->required()
-        ->type_name("FILE");
-}
-
 std::string StateOptionsText(const StateArguments& arguments) {
     return "--base " + ShellQuoted(arguments.base) + " --syncing " +
            ShellQuoted(arguments.syncing) + " --deleted " + ShellQuoted(arguments.deleted);
@@ -94,6 +82,14 @@ std::vector<StateRole> Roles(const StateFiles& state) {
             {"--syncing", state.syncing},
             {"--deleted", state.deleted},
             {"the lock file of --base", state.lock}};
+}
+
+bool IsGone(const WString& path) {
+    if (PathFileExistsW(path.c_str())) {
+        return false;
+    }
+    const DWORD code = GetLastError();
+    return code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND;
 }
 
 stSyncFileDbContext DatabaseContext(const StateFiles& state) {

@@ -1,19 +1,12 @@
 // The three record files of a synchronisation and the lock beside them.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
+#include "Options.h"
 #include "fenwickel/SyncFileDatabase.h"
 #include "fenwickel/Types.h"
-
-// The options --base, --syncing and --deleted as the user gave them.
-struct StateArguments {
-    std::string base;
-    std::string syncing;
-    std::string deleted;
-};
 
 // Where the files lie, in the library's form.
 struct StateFiles {
@@ -29,8 +22,6 @@ struct StateRole {
     const WString& path;
 };
 
-void AddStateOptions(CLI::App& app, StateArguments& arguments);
-
 // The options again, quoted for a shell, for a command that the user may repeat.
 std::string StateOptionsText(const StateArguments& arguments);
 
@@ -40,6 +31,10 @@ StateFiles ResolveState(const StateArguments& arguments);
 
 // Base, syncing, deleted, lock.
 std::vector<StateRole> Roles(const StateFiles& state);
+
+// True when the path certainly names nothing. False also when that cannot be found out, so that no
+// file is taken for absent whose folder just could not be read.
+bool IsGone(const WString& path);
 
 // What the library's database set wants to know, without a control object.
 stSyncFileDbContext DatabaseContext(const StateFiles& state);

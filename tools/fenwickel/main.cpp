@@ -11,8 +11,8 @@
 
 namespace {
 
-nlohmann::ordered_json NoFields() {
-    return nlohmann::ordered_json::object();
+JsonFields NoFields() {
+    return {};
 }
 
 constexpr std::array kCommands = {
@@ -24,12 +24,6 @@ constexpr std::array kCommands = {
 };
 
 constexpr const char* kRemedy = "see fenwickel --help";
-
-void PrintText(const std::string& text) {
-    Output output;
-    output.Print(text);
-    output.Flush();
-}
 
 std::string HelpText() {
     std::string text = "Usage: fenwickel COMMAND [options]\n\nCommands:\n";
@@ -63,8 +57,7 @@ int RunReported(const Command& command, const std::vector<std::string>& argument
         return exitCode;
     };
     try {
-        CLI::App app(command.summary, name);
-        return command.run(app, arguments);
+        return command.run(command, arguments);
     } catch (const Failure& failure) {
         return report(failure.Exit(), failure.Result(), failure.what());
     } catch (const std::bad_alloc&) {
@@ -76,11 +69,11 @@ int RunReported(const Command& command, const std::vector<std::string>& argument
 int Dispatch(std::vector<std::string> arguments) {
     const std::string first = arguments.empty() ? "" : arguments.front();
     if (first == "--help" || first == "-h") {
-        PrintText(HelpText());
+        PrintWhole(HelpText());
         return ExitCode::Done;
     }
     if (first == "--version") {
-        PrintText("fenwickel " FENWICKEL_VERSION "\n");
+        PrintWhole("fenwickel " FENWICKEL_VERSION "\n");
         return ExitCode::Done;
     }
     for (const Command& command : kCommands) {
@@ -95,34 +88,6 @@ int Dispatch(std::vector<std::string> arguments) {
 }
 
 }  // namespace
-
-bool ParseArguments(CLI::App& app, std::vector<std::string> arguments) {
-    app.footer(ExitCode::Help);
-    app.allow_windows_style_options(false);
-    for (std::string& argument : arguments) {
-        // The parser would take these paths for a list and for the end of a command.
-        if (argument == "++" || (argument.starts_with('[') && argument.ends_with(']'))) {
-            argument.insert(0, "./");
-        }
-    }
-    std::reverse(arguments.begin(), arguments.end());
-    try {
-        app.parse(std::move(arguments));
-        return true;
-    } catch (const CLI::CallForHelp&) {
-        PrintText(app.help());
-        return false;
-    } catch (const CLI::ParseError& error) {
-        throw Failure(ExitCode::Usage,
-                      Escaped(error.what()) + ": see " + app.get_name() + " --help");
-    }
-}
-
-void PrintJsonResult(int result, const std::string& message, const nlohmann::ordered_json& fields) {
-    nlohmann::ordered_json object = {{"result", result}, {"message", message}};
-    object.update(fields);
-    PrintText(object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n");
-}
 
 int main(int argc, char** argv) {
     try {

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <charconv>
 #include <csignal>
@@ -17,6 +18,7 @@ namespace {
 
 constexpr std::size_t kNameCapacity = 48;
 constexpr std::size_t kMostFunctions = 64;
+constexpr DWORD kShortTransfer = 256;  // fits into small files, too
 
 struct Counter {
     char function[kNameCapacity];
@@ -198,7 +200,7 @@ bool FaultFails(const char* function) {
 DWORD FaultLimit(const char*, DWORD byteCount) {
     const bool isShort = shortTransfer;
     shortTransfer = false;
-    return isShort ? byteCount / 2 : byteCount;
+    return isShort ? std::min(byteCount / 2, kShortTransfer) : byteCount;
 }
 
 void FaultArm(const char* function, long long nthCall, FaultMode mode, DWORD code) {

@@ -7,9 +7,9 @@
 // thread's last error is then the armed code. In kill mode the process ends here by SIGKILL.
 bool FaultFails(const char* function);
 
-// How many of byteCount bytes the named transfer may move: half of them when the armed fault makes
-// this call transfer short, otherwise all. Belongs to the call that FaultFails counted last on the
-// calling thread.
+// How many of byteCount bytes the named transfer may move: half of them, at most 256, when the
+// armed fault makes this call transfer short, otherwise all. Belongs to the call that FaultFails
+// counted last on the calling thread.
 DWORD FaultLimit(const char* function, DWORD byteCount);
 
 enum class FaultMode { Once, FromThenOn, Short, Kill };
