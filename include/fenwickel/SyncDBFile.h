@@ -1,4 +1,5 @@
-// One sync record file: opened for reading or for writing, read in chunks, appended through a cache.
+// One sync record file: opened for reading or for writing, read in chunks, appended through a
+// cache.
 #pragma once
 
 #include <cstdint>

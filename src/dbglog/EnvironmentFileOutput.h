@@ -25,7 +25,7 @@ private:
     void WriteLine(std::string line);
 
     std::mutex m_lock;
-    bool m_opened = false;                  // the variable has been read; under m_lock
+    bool m_opened = false;                 // the variable has been read; under m_lock
     HANDLE m_file = INVALID_HANDLE_VALUE;  // owned; under m_lock
 };
 

@@ -20,8 +20,7 @@ void FillRecord(stSynFileDescOnUpload* record, const stSyncCheckQueueItem& item,
                 std::size_t folderLength, std::size_t nameLength) {
     const WIN32_FIND_DATAW& data = item.stFindData;
     const std::size_t pathLength = folderLength + nameLength;
-    record->nRecordSize =
-        static_cast<std::uint32_t>(SYNC_RECORD_FIXED_SIZE + 2 * (pathLength + 1));
+    record->nRecordSize = static_cast<std::uint32_t>(SYNC_RECORD_FIXED_SIZE + 2 * (pathLength + 1));
     record->byPathIndex = static_cast<std::uint8_t>(item.nPathIndex);
     record->bySyncStatus = SYNC_ITEM_UNCHANGED;
     record->dwWriteTimeHigh = data.ftLastWriteTime.dwHighDateTime;
@@ -80,9 +79,8 @@ int CSyncDetectFileChange::CheckOneItem(stSyncCheckQueueItem* item) {
     const std::size_t folderLength = WideLength(item->szRelativeDir);
     const std::size_t nameLength = WideLength(item->stFindData.cFileName);
     if (folderLength + nameLength > SYNC_RECORD_MAX_PATH) {
-        const int result =
-            LogPathTooLong(WIDE("CSyncDetectFileChange::CheckFileChangeThreadImpl"),
-                           item->szRelativeDir, item->stFindData.cFileName);
+        const int result = LogPathTooLong(WIDE("CSyncDetectFileChange::CheckFileChangeThreadImpl"),
+                                          item->szRelativeDir, item->stFindData.cFileName);
         m_freeCheckQueue.Push(item);
         control.SetErrorCode(result);
         return result;

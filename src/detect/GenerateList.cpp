@@ -27,8 +27,7 @@ int CSyncDetectFileChange::GenerateSyncList() {
     }
     // A close that fails never hides what failed before it.
     result = result != 0 ? result : closed;
-    return LogFailure(result,
-                      WIDE("[SYNC]:[%s]:failed to close detect change related db.EC:[%d]."),
+    return LogFailure(result, WIDE("[SYNC]:[%s]:failed to close detect change related db.EC:[%d]."),
                       function, result);
 }
 
@@ -55,8 +54,7 @@ int CSyncDetectFileChange::DetectChanges() {
     }
     result = GenerateDeleteSyncList();
     if (result != 0) {
-        return LogFailure(result,
-                          WIDE("[SYNC]:[%s]:failed to generate meta delete list.EC:[%d]."),
+        return LogFailure(result, WIDE("[SYNC]:[%s]:failed to generate meta delete list.EC:[%d]."),
                           function, result);
     }
     return 0;

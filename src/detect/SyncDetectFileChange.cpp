@@ -68,8 +68,8 @@ int CSyncDetectFileChange::InitFileChangeDetector(stDetectFileChangeContext& con
     m_stContext = context;
     const int result = BuildSyncQueue();
     if (result != 0) {
-        return LogFailure(result, WIDE("[SYNC]:[%s]:failed to build sync Queue.EC:[%d]."),
-                          function, result);
+        return LogFailure(result, WIDE("[SYNC]:[%s]:failed to build sync Queue.EC:[%d]."), function,
+                          result);
     }
     m_pSyncDB = TryNew<CSyncFileDatabase>();
     if (m_pSyncDB == nullptr) {

@@ -69,8 +69,7 @@ int NextEntryFailed(const WString& pattern) {
 int CSyncDetectFileChange::PushSyncPathToQ() {
     std::int32_t index = 0;
     for (const stPathPair& pair : m_vecPathPairs) {
-        m_detectQueue.Push(
-            {SYNC_QUEUE_ITEM_WORK, index++, pair.strMetaPath, pair.strSnapshotPath});
+        m_detectQueue.Push({SYNC_QUEUE_ITEM_WORK, index++, pair.strMetaPath, pair.strSnapshotPath});
     }
     return 0;
 }

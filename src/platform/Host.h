@@ -19,8 +19,8 @@ std::vector<std::string> HostArguments(int argc, char** argv);
 // their text, no separator at the end unless it is a root. Every byte of a POSIX name is kept.
 WString HostWidePath(std::string_view argument);
 
-// A library path or message text for people and for messages: UTF-8 with the system's own separator. On
-// POSIX a name that is not valid UTF-8 shows U+FFFD for each such byte.
+// A library path or message text for people and for messages: UTF-8 with the system's own
+// separator. On POSIX a name that is not valid UTF-8 shows U+FFFD for each such byte.
 std::string HostDisplayText(const WString& text);
 
 // True when the path names an existing folder (links followed).

@@ -12,16 +12,15 @@ int CSyncFileDatabase::GenerateListofDeletedItem() {
     int result = WriteListOfDeletedItems();
     const int baseClosed = m_baseDB.CloseDBFile();
     if (baseClosed != 0) {
-        LogFailure(baseClosed, WIDE("[SYNC]:[%s]:failed to close base database.EC:[%d]."),
-                   function, baseClosed);
+        LogFailure(baseClosed, WIDE("[SYNC]:[%s]:failed to close base database.EC:[%d]."), function,
+                   baseClosed);
         result = result != 0 ? result : baseClosed;
     }
     // DumpDeleteItemList closed it already; open here only when it never ran or could not close.
     const int deleteClosed = m_deleteDB.CloseDBFile();
     if (deleteClosed != 0) {
-        LogFailure(deleteClosed,
-                   WIDE("[SYNC]:[%s]:failed to close item deleted database.EC:[%d]."), function,
-                   deleteClosed);
+        LogFailure(deleteClosed, WIDE("[SYNC]:[%s]:failed to close item deleted database.EC:[%d]."),
+                   function, deleteClosed);
         result = result != 0 ? result : deleteClosed;
     }
     return result;
@@ -44,8 +43,7 @@ int CSyncFileDatabase::WriteListOfDeletedItems() {
     }
     result = m_deleteDB.OpenDBFile(m_strDeleteDBPath);
     if (result != 0) {
-        return LogFailure(result,
-                          WIDE("[SYNC]:[%s]:failed to open meta delete list DB. EC:[%d]."),
+        return LogFailure(result, WIDE("[SYNC]:[%s]:failed to open meta delete list DB. EC:[%d]."),
                           function, result);
     }
     result = DumpDeleteItemList();

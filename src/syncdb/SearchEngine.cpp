@@ -62,16 +62,14 @@ int CSyncFileDatabase::LoadBaseRecords() {
     return 0;
 }
 
-int CSyncFileDatabase::InsertBaseRecords(char* buffer, int recordCount,
-                                         std::uint64_t fileOffset) {
+int CSyncFileDatabase::InsertBaseRecords(char* buffer, int recordCount, std::uint64_t fileOffset) {
     RecordGroups groups(buffer, recordCount, fileOffset);
     while (const std::size_t count = groups.Next()) {
         for (std::size_t i = 0; i < count; ++i) {
             m_dbCache.Prefetch(groups.Node(i).abyKey);
         }
         for (std::size_t i = 0; i < count; ++i) {
-            m_dbCache.Insert(groups.Node(i).abyKey, groups.Node(i).ullAttrHash,
-                             SYNC_ITEM_DELETED);
+            m_dbCache.Insert(groups.Node(i).abyKey, groups.Node(i).ullAttrHash, SYNC_ITEM_DELETED);
         }
     }
     if (groups.StoppedAtDamage()) {
@@ -88,8 +86,7 @@ int CSyncFileDatabase::CreateCacheKey(stSynFileDescOnUpload* record, stSyncDBCac
     return ComputeCacheKey(record, node) ? 0 : SYNC_EC_FAILED;
 }
 
-int CSyncFileDatabase::SearchUpdateFile(stSynFileDescOnUpload* record,
-                                        enSyncSearchResult& result) {
+int CSyncFileDatabase::SearchUpdateFile(stSynFileDescOnUpload* record, enSyncSearchResult& result) {
     const WCHAR* function = WIDE("CSyncFileDatabase::SearchUpdateFile");
     if (!m_dbCache.IsBuilt()) {
         return LogFailure(SYNC_EC_FAILED,

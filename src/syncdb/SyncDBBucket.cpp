@@ -58,8 +58,7 @@ void CSyncDBBucket::Prefetch(const std::uint8_t key[16]) const {
     }
 }
 
-void CSyncDBBucket::Insert(const std::uint8_t key[16], std::uint64_t attrHash,
-                           std::uint8_t state) {
+void CSyncDBBucket::Insert(const std::uint8_t key[16], std::uint64_t attrHash, std::uint8_t state) {
     if (IsFull(m_size + 1, m_range)) {
         Grow();
     }

@@ -39,8 +39,7 @@ CSyncDBBucket& CSyncDBCache::BucketOf(const std::uint8_t key[16]) {
     return (*m_pBuckets)[number];
 }
 
-void CSyncDBCache::Insert(const std::uint8_t key[16], std::uint64_t attrHash,
-                          std::uint8_t state) {
+void CSyncDBCache::Insert(const std::uint8_t key[16], std::uint64_t attrHash, std::uint8_t state) {
     BucketOf(key).Insert(key, attrHash, state);
 }
 

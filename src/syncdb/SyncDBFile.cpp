@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "dbglog/DbgLogger.h"
 #include "platform/Platform.h"
@@ -54,13 +55,13 @@ int CSyncDBFile::OpenDBFile(WString path) {
                           WIDE("[SYNC]:[%s]:open file:[%s] failed. EC:[%d]."), function,
                           path.c_str(), error);
     }
-    m_strFileName = path;
+    m_strFileName = std::move(path);
     LARGE_INTEGER size;
     if (!GetFileSizeEx(m_hDBFile, &size)) {
         const DWORD error = GetLastError();
         return LogFailure(static_cast<int>(error),
                           WIDE("[SYNC]:[%s]:Get File size of [%s] failed.EC:[%d]."), function,
-                          path.c_str(), error);
+                          m_strFileName.c_str(), error);
     }
     if (size.QuadPart >= SYNC_RECORD_HEADER_SIZE) {
         DWORD bytesRead = 0;
@@ -69,9 +70,8 @@ int CSyncDBFile::OpenDBFile(WString path) {
             result = SYNC_EC_FAILED;
         }
         if (result != 0) {
-            return LogFailure(result,
-                              WIDE("[SYNC]:[%s]:read file header of [%s] failed.EC:[%d]."),
-                              function, path.c_str(), result);
+            return LogFailure(result, WIDE("[SYNC]:[%s]:read file header of [%s] failed.EC:[%d]."),
+                              function, m_strFileName.c_str(), result);
         }
     }
     m_nFilePos = SYNC_RECORD_HEADER_SIZE;
@@ -81,7 +81,7 @@ int CSyncDBFile::OpenDBFile(WString path) {
 
 int CSyncDBFile::OpenDBFileForRead(WString path) {
     const WCHAR* function = WIDE("CSyncDBFile::OpenDBFileForRead");
-    m_strFileName = path;
+    m_strFileName = std::move(path);
     const int opened = OpenOrCreateForRead();
     if (opened != 0) {
         return opened;
@@ -91,7 +91,7 @@ int CSyncDBFile::OpenDBFileForRead(WString path) {
         const DWORD error = GetLastError();
         return LogFailure(static_cast<int>(error),
                           WIDE("[SYNC]:[%s]:failed to get file:[%s] size.EC:[%d]."), function,
-                          path.c_str(), error);
+                          m_strFileName.c_str(), error);
     }
     if (size.QuadPart < SYNC_RECORD_HEADER_SIZE) {
         return 0;
@@ -100,12 +100,12 @@ int CSyncDBFile::OpenDBFileForRead(WString path) {
     const int result = ReadHeader(bytesRead);
     if (result != 0) {
         return LogFailure(result, WIDE("[SYNC]:[%s]:read header from:[%s] failed.EC:[%d]."),
-                          function, path.c_str(), result);
+                          function, m_strFileName.c_str(), result);
     }
     if (bytesRead < SYNC_RECORD_HEADER_SIZE) {
         return LogFailure(SYNC_EC_FAILED,
                           WIDE("[SYNC]:[%s]:read partial header from:[%s] failed.EC:[%d]."),
-                          function, path.c_str(), SYNC_EC_FAILED);
+                          function, m_strFileName.c_str(), SYNC_EC_FAILED);
     }
     m_nFilePos = SYNC_RECORD_HEADER_SIZE;
     return 0;
@@ -129,9 +129,8 @@ int CSyncDBFile::OpenOrCreateForRead() {
         return 0;
     }
     error = GetLastError();
-    return LogFailure(static_cast<int>(error),
-                      WIDE("[SYNC]:[%s]:Create File:[%s] failed.EC:[%d]."), function,
-                      m_strFileName.c_str(), error);
+    return LogFailure(static_cast<int>(error), WIDE("[SYNC]:[%s]:Create File:[%s] failed.EC:[%d]."),
+                      function, m_strFileName.c_str(), error);
 }
 
 // Reads the header of a file whose pointer is at its start: 0 or the Windows error code.
@@ -204,10 +203,9 @@ int CSyncDBFile::ReadRecord(char* buffer, int bufferSize, int& recordCount) {
     const DWORD wanted = static_cast<DWORD>(std::max(bufferSize, 0));
     if (!ReadFile(m_hDBFile, buffer, wanted, &bytesRead, nullptr)) {
         const DWORD error = GetLastError();
-        return LogFailure(
-            static_cast<int>(error),
-            WIDE("[SYNC]:[%s]: read file:[%s] failed, toreadbytes:[%d].EC:[%d]."), function,
-            m_strFileName.c_str(), bufferSize, error);
+        return LogFailure(static_cast<int>(error),
+                          WIDE("[SYNC]:[%s]: read file:[%s] failed, toreadbytes:[%d].EC:[%d]."),
+                          function, m_strFileName.c_str(), bufferSize, error);
     }
     if (m_nFilePos < SYNC_RECORD_HEADER_SIZE) {
         return 0;  // shorter than a header: holds no records
@@ -263,9 +261,9 @@ int CSyncDBFile::AppendRecord(stSynFileDescOnUpload* record) {
 }
 
 int CSyncDBFile::WriteItemCache(const WCHAR* function) {
-    const int result = AppendRecord(reinterpret_cast<stSynFileDescOnUpload*>(m_pItemCache),
-                                    static_cast<int>(m_nCacheUsed),
-                                    static_cast<int>(m_nCacheItems));
+    const int result =
+        AppendRecord(reinterpret_cast<stSynFileDescOnUpload*>(m_pItemCache),
+                     static_cast<int>(m_nCacheUsed), static_cast<int>(m_nCacheItems));
     if (result != 0) {
         return LogFailure(result, WIDE("[SYNC]:[%s]:Write Item cache failed.EC:[%d]."), function,
                           result);
@@ -336,9 +334,10 @@ std::uint64_t CSyncDBFile::EstimateRecordCount() const {
 // Drops the records that an earlier run left in a file open for writing.
 int CSyncDBFile::CutToHeader() {
     LARGE_INTEGER size;
-    const bool cut = GetFileSizeEx(m_hDBFile, &size) &&
-                     (size.QuadPart <= SYNC_RECORD_HEADER_SIZE ||
-                      (SeekFromBegin(m_hDBFile, SYNC_RECORD_HEADER_SIZE) && SetEndOfFile(m_hDBFile)));
+    const bool cut =
+        GetFileSizeEx(m_hDBFile, &size) &&
+        (size.QuadPart <= SYNC_RECORD_HEADER_SIZE ||
+         (SeekFromBegin(m_hDBFile, SYNC_RECORD_HEADER_SIZE) && SetEndOfFile(m_hDBFile)));
     if (!cut) {
         const DWORD error = GetLastError();
         return LogFailure(static_cast<int>(error),
@@ -371,8 +370,8 @@ int CSyncDBFile::RenameDBFile(const WString& oldPath, const WString& newPath) {
     if (!MoveFileExW(oldPath.c_str(), newPath.c_str(), MOVEFILE_WRITE_THROUGH)) {
         const DWORD error = GetLastError();
         return LogFailure(static_cast<int>(error),
-                          WIDE("[SYNC]:[%s]:failed to rename from:[%s] to [%s].EC:[%d]."),
-                          function, oldPath.c_str(), newPath.c_str(), error);
+                          WIDE("[SYNC]:[%s]:failed to rename from:[%s] to [%s].EC:[%d]."), function,
+                          oldPath.c_str(), newPath.c_str(), error);
     }
     g_DbgLogger.Log(1, WIDE("[SYNC]:[%s]:succeed to rename from:[%s] to [%s]."), function,
                     oldPath.c_str(), newPath.c_str());

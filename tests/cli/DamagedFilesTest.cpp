@@ -59,8 +59,21 @@ TEST_F(DamagedFilesTest, DumpPrintsTheRecordsBeforeTheDamage) {
 
 TEST_F(DamagedFilesTest, ACommitCutShortBetweenItsStepsIsFinishedByTheNext) {
     WriteBytes("s/s", Whole());
+    const ToolResult detect = Run(std::string("detect ") + kState + "tree");
+    EXPECT_EQ(detect.exitCode, 1);
+    EXPECT_NE(detect.err.find("commit was interrupted"), std::string::npos) << detect.err;
+    EXPECT_EQ(ReadBytes("s/s"), Whole());
     EXPECT_EQ(Run(std::string("commit ") + kState).exitCode, 0);
     EXPECT_EQ(ReadBytes("s/b"), Whole());
+}
+
+TEST_F(DamagedFilesTest, ARunThatDidNotEndIsNotCommitted) {
+    WriteBytes("s/b", Whole());
+    WriteBytes("s/s", Whole());
+    EXPECT_EQ(Run(std::string("commit ") + kState).exitCode, 1) << "no list of deleted files";
+    WriteBytes("s/d", Whole().substr(0, 596));
+    EXPECT_EQ(Run(std::string("commit ") + kState).exitCode, 1);
+    EXPECT_EQ(ReadBytes("s/b") + ReadBytes("s/s"), Whole() + Whole());
 }
 
 }  // namespace

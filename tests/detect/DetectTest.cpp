@@ -10,10 +10,10 @@ TEST_F(Detection, ReportsWhatChangedBetweenTwoRuns) {
     }
     std::filesystem::create_directory(folder / "tree/empty");
     ASSERT_EQ(Run(), 0);
-    EXPECT_EQ(Statuses("syncing"), (Expected{{"0:same", 2},
-                                             {"0:dir\\deep\\changed", 2},
-                                             {"0:gone", 2},
-                                             {"0:dir\\touched", 2}}));
+    EXPECT_EQ(
+        Statuses("syncing"),
+        (Expected{
+            {"0:same", 2}, {"0:dir\\deep\\changed", 2}, {"0:gone", 2}, {"0:dir\\touched", 2}}));
     EXPECT_EQ(ReadBytes(folder / "deleted"), FileBytes({}));
     EXPECT_EQ(ReadBytes(folder / "syncing")[8], 4);
     Commit();
@@ -124,8 +124,9 @@ TEST_F(Detection, FailsWithoutTheFolderOfTheBaseFile) {
     ASSERT_EQ(lines.size(), 4U);
     EXPECT_EQ(lines[2], "[SYNC]:[CSyncFileDatabase::InitSyncFileDB]:failed to open base db file:[" +
                             Narrow(context.strBaseDBPath) + "].EC:[3].");
-    EXPECT_EQ(lines[3], "[SYNC]:[CSyncDetectFileChange::GenerateSyncList]:failed to initialize "
-                        "sync db.EC:[3].");
+    EXPECT_EQ(lines[3],
+              "[SYNC]:[CSyncDetectFileChange::GenerateSyncList]:failed to initialize "
+              "sync db.EC:[3].");
 }
 
 }  // namespace

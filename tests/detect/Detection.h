@@ -51,8 +51,7 @@ protected:
         std::map<std::string, int> statuses;
         for (const Row& row : RowsOf(ReadBytes(folder / list))) {
             const bool isNew =
-                statuses.emplace(std::to_string(row.pathIndex) + ":" + row.path, row.status)
-                    .second;
+                statuses.emplace(std::to_string(row.pathIndex) + ":" + row.path, row.status).second;
             EXPECT_TRUE(isNew) << row.path;
         }
         return statuses;

@@ -29,7 +29,8 @@ protected:
     // What the example prints about the tree.
     std::string RunExample() {
         const fs::path out = folder / "out";
-        const std::string command = "cd . && \"" + fs::path(FENWICKEL_EXAMPLE).make_preferred().string() +
+        const std::string command = "cd . && \"" +
+                                    fs::path(FENWICKEL_EXAMPLE).make_preferred().string() +
                                     "\" \"" + (folder / "tree").string() + "\" \"" +
                                     (folder / "state").string() + "\" >\"" + out.string() + "\"";
         EXPECT_EQ(std::system(command.c_str()), 0) << command;

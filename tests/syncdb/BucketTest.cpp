@@ -47,10 +47,10 @@ void CompareWithMap(int keyCount, std::size_t reserved, int varyingByte, unsigne
 }
 
 TEST(Bucket, BehavesLikeAnOrderedMap) {
-    CompareWithMap(20000, 0, 0, 0xFF);      // evenly spread, growing
-    CompareWithMap(5000, 5000, 0, 0xFF);    // into reserved room
-    CompareWithMap(5000, 0, 0, 0x03);       // many equal keys and long runs
-    CompareWithMap(2000, 100, 8, 0xFF);     // all crowded on one slot
+    CompareWithMap(20000, 0, 0, 0xFF);    // evenly spread, growing
+    CompareWithMap(5000, 5000, 0, 0xFF);  // into reserved room
+    CompareWithMap(5000, 0, 0, 0x03);     // many equal keys and long runs
+    CompareWithMap(2000, 100, 8, 0xFF);   // all crowded on one slot
     CompareWithMap(0, 10, 0, 0xFF);
     Key last;
     last.fill(0xFF);

@@ -46,8 +46,8 @@ TEST(DamagedBase, LongerThanTheLongestRecordIsRefused) {
     const TempFolder folder;
     WriteBytes(folder / "base", FileBytes({{.path = std::string(260, 'x')}}));
     CSyncFileDatabase database;
-    stSyncFileDbContext context{folder.wide("base"), folder.wide("syncing"),
-                                folder.wide("deleted"), nullptr};
+    stSyncFileDbContext context{folder.wide("base"), folder.wide("syncing"), folder.wide("deleted"),
+                                nullptr};
     database.SetDBContext(context);
     EXPECT_EQ(database.InitSyncFileDB(), SYNC_EC_FAILED);
 }

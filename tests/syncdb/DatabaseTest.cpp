@@ -65,25 +65,27 @@ TEST_F(Database, TellsNewChangedUnchangedAndDeletedApart) {
     const Row gone{.path = "gone", .size = 7, .pathIndex = 9};
     Run({{.path = "same"}, {.path = "time"}, {.path = "size"}, gone, {.path = "Case"}, gone});
     std::filesystem::rename(folder / "syncing", folder / "base");
-    const std::vector<Row> files = {
-        {.path = "same", .createTime = 1, .accessTime = 2}, {.path = "time", .writeTime = 5},
-        {.path = "size", .size = 1ULL << 32 | 1},           {.path = "case"},
-        {.path = "gone", .pathIndex = 8},                   {.path = "case"}};
+    const std::vector<Row> files = {{.path = "same", .createTime = 1, .accessTime = 2},
+                                    {.path = "time", .writeTime = 5},
+                                    {.path = "size", .size = 1ULL << 32 | 1},
+                                    {.path = "case"},
+                                    {.path = "gone", .pathIndex = 8},
+                                    {.path = "case"}};
     CapturedLog log;
-    EXPECT_EQ(Run(files), (std::vector<int>{SYNC_SEARCH_UNCHANGED, SYNC_SEARCH_CHANGED,
-                                            SYNC_SEARCH_CHANGED, SYNC_SEARCH_NEW, SYNC_SEARCH_NEW,
-                                            SYNC_SEARCH_UNCHANGED}));
+    EXPECT_EQ(Run(files),
+              (std::vector<int>{SYNC_SEARCH_UNCHANGED, SYNC_SEARCH_CHANGED, SYNC_SEARCH_CHANGED,
+                                SYNC_SEARCH_NEW, SYNC_SEARCH_NEW, SYNC_SEARCH_UNCHANGED}));
     Row deleted = gone;
     Row deletedCase{.path = "Case"};
     deleted.status = deletedCase.status = SYNC_ITEM_DELETED;
     EXPECT_EQ(Bytes("deleted"), FileBytes({deleted, deletedCase, deleted}));
     const std::string dump = "[SYNC]:[CSyncFileDatabase::DumpDeleteItemList] ";
-    EXPECT_EQ(log.Lines(), (std::vector<std::string>{
-                               "[SYNC]:[CSyncFileDatabase::BuildSearchEngine]:succeed to build "
-                               "memory search engine.",
-                               dump + "start to detect deleted item.",
-                               dump + "read the end of base database.",
-                               dump + "end detect deleted item, the number is:[3]."}));
+    EXPECT_EQ(log.Lines(),
+              (std::vector<std::string>{
+                  "[SYNC]:[CSyncFileDatabase::BuildSearchEngine]:succeed to build "
+                  "memory search engine.",
+                  dump + "start to detect deleted item.", dump + "read the end of base database.",
+                  dump + "end detect deleted item, the number is:[3]."}));
 }
 
 TEST_F(Database, ForcesKnownFilesOnlyAndAsksOncePerKnownFile) {

@@ -196,13 +196,12 @@ TEST(RecordFile, IsDeletedAndRenamedByPath) {
     EXPECT_EQ(CSyncDBFile::RenameDBFile(a, b), 0);
     EXPECT_EQ(ReadBytes(folder / "b"), "A");
     const std::string from = "from:[" + Narrow(a) + "] to [" + Narrow(b) + "].";
-    EXPECT_EQ(log.Lines(),
-              (std::vector<std::string>{
-                  prefix + "DeleteDBFile]: file [" + Narrow(a) +
-                      "] not exist, think delete operation successfully.",
-                  prefix + "RenameDBFile]:failed to rename " + from + "EC:[183].",
-                  prefix + "DeleteDBFile]:succeed to delete file:[" + Narrow(b) + "].",
-                  prefix + "RenameDBFile]:succeed to rename " + from}));
+    EXPECT_EQ(log.Lines(), (std::vector<std::string>{
+                               prefix + "DeleteDBFile]: file [" + Narrow(a) +
+                                   "] not exist, think delete operation successfully.",
+                               prefix + "RenameDBFile]:failed to rename " + from + "EC:[183].",
+                               prefix + "DeleteDBFile]:succeed to delete file:[" + Narrow(b) + "].",
+                               prefix + "RenameDBFile]:succeed to rename " + from}));
     CSyncDBFile closed;
     log.Restart();
     EXPECT_EQ(closed.CloseDBFile(), 0);

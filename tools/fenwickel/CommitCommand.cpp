@@ -30,16 +30,31 @@ void RequireOneFileSystem(const StateFiles& state) {
     }
 }
 
-// Number of files in the listing. Throws Failure when it is not complete.
-std::uint64_t CheckedListing(const WString& syncing) {
-    RecordReader reader(syncing);
+// Number of records in the list. Throws Failure when it is not complete.
+std::uint64_t CheckedList(const WString& list) {
+    RecordReader reader(list);
     const auto damage = reader.Check();
     if (damage || reader.FileSize() == 0) {
-        throw Failure(ExitCode::Failed, "cannot commit " + Quoted(syncing) + ": the listing is " +
+        throw Failure(ExitCode::Failed, "cannot commit: " + Quoted(list) + " is " +
                                             (damage ? damage->Text() : std::string("empty")) +
-                                            ": discard it and run fenwickel detect again");
+                                            ": discard the run and run fenwickel detect again");
     }
     return reader.RecordCount();
+}
+
+// A run that was killed may leave a whole listing without the files that are gone; committed, they
+// would never be told to anybody. A commit that was interrupted is past that question.
+void RequireDeletedList(const StateFiles& state) {
+    if (IsGone(state.base)) {
+        return;
+    }
+    if (IsGone(state.deleted)) {
+        throw Failure(ExitCode::Failed, "cannot commit: the list of deleted files " +
+                                            Quoted(state.deleted) +
+                                            " is missing, so the run did not end: run fenwickel "
+                                            "detect again");
+    }
+    CheckedList(state.deleted);
 }
 
 // The commit cannot be undone half-way, so ask before it starts whether both files are free.
@@ -103,7 +118,8 @@ int RunCommit(const Command& command, std::vector<std::string> arguments) {
     const LibraryLog log;
     const StateLock lock(state);
     RequirePending(state);
-    const std::uint64_t records = CheckedListing(state.syncing);
+    const std::uint64_t records = CheckedList(state.syncing);
+    RequireDeletedList(state);
     RequireUnheld(state.syncing);
     RequireUnheld(state.base);
     ThrowIfStopped();

@@ -49,6 +49,22 @@ void CheckBase(const WString& base) {
     }
 }
 
+// A commit deletes the base, then renames the new listing onto it. Between the two the new listing
+// is all there is: discarding it as a leftover would forget every file that is known.
+void RequireNoHalfCommit(const StateFiles& state) {
+    if (!IsGone(state.base) || IsGone(state.syncing)) {
+        return;
+    }
+    RecordReader reader(state.syncing);
+    if (!reader.Check() && reader.FileSize() != 0) {
+        throw Failure(ExitCode::Failed,
+                      "an earlier commit was interrupted: " + Quoted(state.base) +
+                          " is gone and " + Quoted(state.syncing) +
+                          " is whole: finish it with fenwickel commit, or start over with "
+                          "fenwickel discard");
+    }
+}
+
 const char* RemedyFor(int code) {
     switch (code) {
         case ERROR_DISK_FULL:
@@ -164,6 +180,7 @@ int RunDetect(const Command& command, std::vector<std::string> arguments) {
     HostCatchStopSignals();
     const LibraryLog log;
     const StateLock lock(state);
+    RequireNoHalfCommit(state);
     CheckBase(state.base);
     PendingRun pending(state);
     const Summary summary = Run(*options, state, pairs, context, log);

@@ -86,6 +86,7 @@ std::vector<stPathPair> ParsePairs(const std::vector<std::string>& arguments) {
                                            "with state files of their own");
     }
     std::vector<stPathPair> pairs;
+    pairs.reserve(arguments.size());
     for (const std::string& argument : arguments) {
         pairs.push_back(ParsePair(argument));
     }

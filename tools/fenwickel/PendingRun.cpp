@@ -23,6 +23,7 @@ PendingRun::~PendingRun() {
     if (const int code = Discard()) {
         std::fprintf(stderr, "fenwickel: cannot delete the files of the failed run: %s: %s\n",
                      Reason(code).c_str(), "fenwickel discard does it later");
+        return;  // a whole listing without a base would look like a commit that was interrupted
     }
     RemoveCreatedBase();
 }

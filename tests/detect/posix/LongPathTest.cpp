@@ -1,6 +1,7 @@
 #include "Detection.h"
 
-// Not on Windows, where the temporary folder in front makes such paths longer than the system takes.
+// Not on Windows, where the temporary folder in front makes such paths longer than the system
+// takes.
 namespace {
 
 TEST_F(Detection, RecordsPathsOf259UnitsAndFailsAt260) {
@@ -14,8 +15,9 @@ TEST_F(Detection, RecordsPathsOf259UnitsAndFailsAt260) {
     Write("tree/" + deep + "88888888");
     CapturedLog log;
     EXPECT_EQ(Run(), SYNC_EC_PATH_TOO_LONG);
-    EXPECT_TRUE(log.Contains("[SYNC]:[CSyncDetectFileChange::CheckFileChangeThreadImpl]:The file "
-                             "name too long.["));
+    EXPECT_TRUE(
+        log.Contains("[SYNC]:[CSyncDetectFileChange::CheckFileChangeThreadImpl]:The file "
+                     "name too long.["));
     EXPECT_TRUE(log.Contains("\\:88888888]."));
 }
 
@@ -26,8 +28,9 @@ TEST_F(Detection, FailsOnAFileInAFolderTooLongToRecord) {
     Write("tree/" + part + "/" + part + "/" + part + "/g");
     CapturedLog log;
     EXPECT_EQ(Run(), SYNC_EC_PATH_TOO_LONG);
-    EXPECT_TRUE(log.Contains("[SYNC]:[CSyncDetectFileChange::HandleOneItem]:The file name too "
-                             "long.["));
+    EXPECT_TRUE(
+        log.Contains("[SYNC]:[CSyncDetectFileChange::HandleOneItem]:The file name too "
+                     "long.["));
 }
 
 }  // namespace
