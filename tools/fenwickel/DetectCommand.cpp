@@ -58,8 +58,8 @@ void RequireNoHalfCommit(const StateFiles& state) {
     RecordReader reader(state.syncing);
     if (!reader.Check() && reader.FileSize() != 0) {
         throw Failure(ExitCode::Failed,
-                      "an earlier commit was interrupted: " + Quoted(state.base) +
-                          " is gone and " + Quoted(state.syncing) +
+                      "an earlier commit was interrupted: " + Quoted(state.base) + " is gone and " +
+                          Quoted(state.syncing) +
                           " is whole: finish it with fenwickel commit, or start over with "
                           "fenwickel discard");
     }
