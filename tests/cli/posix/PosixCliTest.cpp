@@ -61,13 +61,17 @@ TEST_F(PosixCliTest, AFirstSignalStopsTheRunAndDiscardsItsFiles) {
 }
 
 TEST_F(PosixCliTest, ASecondSignalEndsAtOnceAndTheLockIsFree) {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "the thread sanitizer holds signals back while a write blocks";
+#endif
     StartBlocked();
     int status = 0;
-    while (waitpid(m_child, &status, WNOHANG) == 0) {
-        kill(m_child, SIGTERM);
+    constexpr int kMostSignals = 30000;
+    for (int i = 0; waitpid(m_child, &status, WNOHANG) == 0; ++i) {
+        kill(m_child, i < kMostSignals ? SIGTERM : SIGKILL);
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
     EXPECT_EQ(Run(std::string("detect ") + kState + "tree").exitCode, 0);
 }
 
