@@ -67,7 +67,14 @@ int main(int argc, char** argv) {
     detector.SetDetectMetaPath(pairs);
     int result = detector.InitFileChangeDetector(context);
     if (result == 0) {
-        detector.RemoteChangedDB();  // what an interrupted run may have left
+        // What a run that was killed may have left. Without a base it would be a commit that was
+        // interrupted between its two steps, and all that is known.
+        if (std::filesystem::exists(state / "base")) {
+            detector.RemoteChangedDB();
+        } else if (std::filesystem::exists(state / "syncing")) {
+            std::fprintf(stderr, "host: the last commit was interrupted: finish it first\n");
+            return 1;
+        }
         result = detector.GenerateSyncList();
     }
     int counts[9] = {};

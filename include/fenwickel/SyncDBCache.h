@@ -46,7 +46,7 @@ public:
     int Init();
 
     // Makes room for about entryCount entries in all, so that a build does not move them. A hint:
-    // wrong values cost memory or time, never correctness. Throws std::bad_alloc.
+    // wrong values cost memory or time, never correctness, and too large ones are passed over.
     void Reserve(std::uint64_t entryCount);
 
     // Adds an entry unless the key is already there. Throws std::bad_alloc.

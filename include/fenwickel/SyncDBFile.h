@@ -76,7 +76,9 @@ private:
     int OpenOrCreateForRead();
     int ReadHeader(DWORD& bytesRead);
     int CountRecords(const char* buffer, DWORD bytesRead, int& recordCount);
-    int RefuseShortRecord(std::uint32_t size);
+    int RefuseRecord(const WCHAR* function, std::uint32_t size);
+    int RequireEndOfRecords(const char* buffer);
+    void ForgetHeader();
     int CutToHeader();
     std::uint64_t EstimateRecordCount() const;
 

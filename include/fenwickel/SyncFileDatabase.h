@@ -69,9 +69,11 @@ public:
     int CloseAllDBs();
 
 private:
+    int StartWithClosedFiles();
     int CutLeftovers();
     int BuildSearchEngine();
     int LoadBaseRecords();
+    int ReadBaseRecords(char* buffer, int& recordCount);
     int InsertBaseRecords(char* buffer, int recordCount, std::uint64_t fileOffset);
     int CreateCacheKey(stSynFileDescOnUpload* record, stSyncDBCacheNode& node);
     int DumpDeleteItemList();

@@ -15,7 +15,8 @@ namespace {
 // still find the null pointers that Detach leaves.
 struct LoggerLifetime {
     LoggerLifetime() {
-        g_DbgLogger.Attach(new NSDBG::CEnvironmentFileOutput, new NSDBG::CSilentOutput);
+        auto* fileOutput = new NSDBG::CEnvironmentFileOutput;
+        g_DbgLogger.Attach(fileOutput, new NSDBG::CSilentOutput);
     }
     ~LoggerLifetime() { g_DbgLogger.Detach(); }
     LoggerLifetime(const LoggerLifetime&) = delete;

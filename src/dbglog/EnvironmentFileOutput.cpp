@@ -1,5 +1,7 @@
 #include "dbglog/EnvironmentFileOutput.h"
 
+#include <algorithm>
+
 #include "platform/Text.h"
 
 namespace NSDBG {
@@ -14,6 +16,14 @@ WString LogFilePath() {
     const DWORD length = GetEnvironmentVariableW(WIDE("FENWICKEL_LOG"), path.data(), kLongestPath);
     path.resize(length < kLongestPath ? length : 0);
     return path;
+}
+
+// Line ends inside the text, which names of files may hold, become visible signs: a line of the
+// file is a message, and no name can pass for one.
+WString OneLine(WString text) {
+    std::replace(text.begin(), text.end(), WIDE('\n'), WIDE('\u240A'));
+    std::replace(text.begin(), text.end(), WIDE('\r'), WIDE('\u240D'));
+    return text;
 }
 
 }  // namespace
@@ -34,13 +44,13 @@ int CEnvironmentFileOutput::GetLogLevel() {
 
 void CEnvironmentFileOutput::WriteLogA(int level, unsigned int, const char* text) {
     if (level <= kThreshold) {
-        WriteLine(text);
+        WriteLine(Utf8FromWide(OneLine(WideFromUtf8(text))));
     }
 }
 
 void CEnvironmentFileOutput::WriteLogW(int level, unsigned int, const WCHAR* text) {
     if (level <= kThreshold) {
-        WriteLine(Utf8FromWide(text));
+        WriteLine(Utf8FromWide(OneLine(text)));
     }
 }
 

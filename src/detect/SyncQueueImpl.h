@@ -59,7 +59,14 @@ template <typename T>
 void CSyncQueue<T>::Push(const T& item) {
     WaitForQueueObject(hFreeSlots);
     WaitForQueueObject(hLock);
-    m_items.push_back(item);
+    try {
+        m_items.push_back(item);
+    } catch (...) {
+        // Memory ran out: the queue stays as it was, so that the other threads can be ended.
+        ReleaseMutex(hLock);
+        ReleaseSemaphore(hFreeSlots, 1, nullptr);
+        throw;
+    }
     RequireQueueRelease(ReleaseMutex(hLock));
     RequireQueueRelease(ReleaseSemaphore(hFilledSlots, 1, nullptr));
 }

@@ -38,5 +38,7 @@ std::thread* TryNewThread(Arguments&&... arguments) {
         return new (std::nothrow) std::thread(std::forward<Arguments>(arguments)...);
     } catch (const std::system_error&) {
         return nullptr;
+    } catch (const std::bad_alloc&) {
+        return nullptr;  // of what the thread object allocates for itself
     }
 }

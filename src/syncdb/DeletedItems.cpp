@@ -85,7 +85,7 @@ int CSyncFileDatabase::DumpUnseenRecords(char* buffer, std::int64_t& deletedCoun
     for (;;) {
         int recordCount = 0;
         const std::uint64_t chunkOffset = m_baseDB.m_nFilePos;
-        int result = m_baseDB.ReadRecord(buffer, SYNC_ITEM_CACHE_SIZE, recordCount);
+        int result = ReadBaseRecords(buffer, recordCount);
         if (result != 0) {
             return LogFailure(result,
                               WIDE("[SYNC]:[%s] failed to read from base database.EC:[%d]."),

@@ -1,5 +1,6 @@
 // The database's side of the search engine: building it from the base file, asking it per file.
 
+#include <cstring>
 #include <memory>
 
 #include "dbglog/DbgLogger.h"
@@ -33,7 +34,7 @@ int CSyncFileDatabase::LoadBaseRecords() {
     }
     int recordCount = 0;
     std::uint64_t chunkOffset = m_baseDB.m_nFilePos;
-    int result = m_baseDB.ReadRecord(buffer.get(), SYNC_ITEM_CACHE_SIZE, recordCount);
+    int result = ReadBaseRecords(buffer.get(), recordCount);
     if (result != 0) {
         return LogFailure(result, WIDE("[SYNC]:[%s]:failed to read record.EC:[%d]."), function,
                           result);
@@ -49,7 +50,7 @@ int CSyncFileDatabase::LoadBaseRecords() {
             return result;
         }
         chunkOffset = m_baseDB.m_nFilePos;
-        result = m_baseDB.ReadRecord(buffer.get(), SYNC_ITEM_CACHE_SIZE, recordCount);
+        result = ReadBaseRecords(buffer.get(), recordCount);
         if (result != 0) {
             LogFailure(result, WIDE("[SYNC]:[%s]:failed to read record from base1.EC:[%d]."),
                        function, result);
@@ -60,6 +61,14 @@ int CSyncFileDatabase::LoadBaseRecords() {
     }
     g_DbgLogger.Log(1, WIDE("[SYNC]:[%s]:succeed to build memory search engine."), function);
     return 0;
+}
+
+// Reads the next chunk of the base file. An end of the records that is not the end of the file, but
+// for a tail cut off, is damage: what lies behind it must not pass for deleted or new.
+int CSyncFileDatabase::ReadBaseRecords(char* buffer, int& recordCount) {
+    std::memset(buffer, 0, sizeof(std::uint32_t));  // what a read of nothing leaves there
+    const int result = m_baseDB.ReadRecord(buffer, SYNC_ITEM_CACHE_SIZE, recordCount);
+    return result != 0 || recordCount != 0 ? result : m_baseDB.RequireEndOfRecords(buffer);
 }
 
 int CSyncFileDatabase::InsertBaseRecords(char* buffer, int recordCount, std::uint64_t fileOffset) {

@@ -70,13 +70,16 @@ void CSyncDBBucket::Insert(const std::uint8_t key[16], std::uint64_t attrHash, s
     while (gap->value.byState != 0) {
         ++gap;
     }
+    if (gap == &m_entries[m_slots - 1]) {
+        // The last gap is what ends every search; it must stay one.
+        Rebuild(m_range, 2 * (m_slots - m_range));
+        Insert(key, attrHash, state);
+        return;
+    }
     std::move_backward(place, gap, gap + 1);
     std::memcpy(place->abyKey, key, 16);
     place->value = {attrHash, state};
     ++m_size;
-    if (gap == &m_entries[m_slots - 1]) {
-        Rebuild(m_range, 2 * (m_slots - m_range));
-    }
 }
 
 void CSyncDBBucket::Reserve(std::size_t entryCount) {

@@ -1,6 +1,7 @@
 #include "fenwickel/SyncDBCache.h"
 
 #include <cstring>
+#include <new>
 #include <stdexcept>
 
 #include "dbglog/DbgLogger.h"
@@ -18,8 +19,13 @@ int CSyncDBCache::Init() {
 void CSyncDBCache::Reserve(std::uint64_t entryCount) {
     // A sixteenth more than the mean: digests do not fill the buckets exactly alike.
     const std::uint64_t mean = entryCount / SYNC_DB_CACHE_BUCKETS;
-    for (CSyncDBBucket& bucket : *m_pBuckets) {
-        bucket.Reserve(static_cast<std::size_t>(mean + mean / 16));
+    try {
+        for (CSyncDBBucket& bucket : *m_pBuckets) {
+            bucket.Reserve(static_cast<std::size_t>(mean + mean / 16));
+        }
+    } catch (const std::bad_alloc&) {
+        // A file may promise more records than it holds; the buckets grow by themselves.
+        return;
     }
 }
 

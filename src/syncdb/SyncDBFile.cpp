@@ -219,7 +219,7 @@ int CSyncDBFile::CountRecords(const char* buffer, DWORD bytesRead, int& recordCo
         std::uint32_t size;
         std::memcpy(&size, buffer, sizeof size);
         if (size < SYNC_RECORD_FIXED_SIZE) {
-            return recordCount > 0 ? 0 : RefuseShortRecord(size);
+            return recordCount > 0 ? 0 : RefuseRecord(WIDE("CSyncDBFile::ReadRecord"), size);
         }
         if (size > bytesRead) {
             break;
@@ -232,12 +232,11 @@ int CSyncDBFile::CountRecords(const char* buffer, DWORD bytesRead, int& recordCo
     return 0;
 }
 
-int CSyncDBFile::RefuseShortRecord(std::uint32_t size) {
+int CSyncDBFile::RefuseRecord(const WCHAR* function, std::uint32_t size) {
     return LogFailure(SYNC_EC_FAILED,
                       WIDE("[SYNC]:[%s]:damaged record in file:[%s] at offset:[%I64d], "
                            "size:[%u].EC:[%d]."),
-                      WIDE("CSyncDBFile::ReadRecord"), m_strFileName.c_str(), m_nFilePos, size,
-                      SYNC_EC_FAILED);
+                      function, m_strFileName.c_str(), m_nFilePos, size, SYNC_EC_FAILED);
 }
 
 int CSyncDBFile::AppendRecord(stSynFileDescOnUpload* record) {
@@ -318,6 +317,31 @@ int CSyncDBFile::FlushDBFile() {
                           WIDE("[SYNC]:[%s]:failed to flush file. EC:[%d]."), function, error);
     }
     return 0;
+}
+
+// Whether the records really end where ReadRecord counted none, with what it read in buffer. A tail
+// that is cut off is shorter than the longest record and says a length that a record can have; all
+// else is damage that would hide the records behind it.
+int CSyncDBFile::RequireEndOfRecords(const char* buffer) {
+    LARGE_INTEGER size;
+    if (!GetFileSizeEx(m_hDBFile, &size)) {
+        const DWORD error = GetLastError();
+        return LogFailure(static_cast<int>(error),
+                          WIDE("[SYNC]:[%s]:failed to get file:[%s] size.EC:[%d]."),
+                          WIDE("CSyncDBFile::RequireEndOfRecords"), m_strFileName.c_str(), error);
+    }
+    const auto left = size.QuadPart - static_cast<LONGLONG>(m_nFilePos);
+    std::uint32_t recordSize;
+    std::memcpy(&recordSize, buffer, sizeof recordSize);
+    const bool isEnd = m_nFilePos < SYNC_RECORD_HEADER_SIZE || left < SYNC_RECORD_FIXED_SIZE ||
+                       (left < SYNC_RECORD_MAX_SIZE && recordSize <= SYNC_RECORD_MAX_SIZE);
+    return isEnd ? 0 : RefuseRecord(WIDE("CSyncDBFile::RequireEndOfRecords"), recordSize);
+}
+
+// Starts over with an empty header, as a new object has it. The next open of a file that has one
+// reads that.
+void CSyncDBFile::ForgetHeader() {
+    m_unHeader = {};
 }
 
 // How many records the file probably holds: what its header says, unless its size denies it.

@@ -26,7 +26,13 @@ int CSyncFileDatabase::SetDBContext(stSyncFileDbContext& context) {
 
 int CSyncFileDatabase::InitSyncFileDB() {
     const WCHAR* function = WIDE("CSyncFileDatabase::InitSyncFileDB");
-    int result = m_baseDB.OpenDBFileForRead(m_strBaseDBPath);
+    int result = StartWithClosedFiles();
+    if (result != 0) {
+        return LogFailure(result,
+                          WIDE("[SYNC]:[%s]:failed to close the files of an earlier run.EC:[%d]."),
+                          function, result);
+    }
+    result = m_baseDB.OpenDBFileForRead(m_strBaseDBPath);
     if (result != 0) {
         return LogFailure(result, WIDE("[SYNC]:[%s]:failed to open base db file:[%s].EC:[%d]."),
                           function, m_strBaseDBPath.c_str(), result);
@@ -49,6 +55,15 @@ int CSyncFileDatabase::InitSyncFileDB() {
                           function, result);
     }
     return 0;
+}
+
+// A second run on this object starts like the first, whatever became of the files in between.
+int CSyncFileDatabase::StartWithClosedFiles() {
+    const int result = CloseAllDBs();
+    m_baseDB.ForgetHeader();
+    m_syncingDB.ForgetHeader();
+    m_deleteDB.ForgetHeader();
+    return result;
 }
 
 // Nobody who reads a list to its end may meet records of an earlier run behind those of this one.

@@ -69,7 +69,10 @@ TEST(Logger, WritesUtf8LinesToTheFileOfTheEnvironment) {
     CapturedLog log;
     g_DbgLogger.Log(1, WIDE("[%s] caf\u00e9 %I64d"), WIDE("f"), std::int64_t{1} << 40);
     g_DbgLogger.Log(3, WIDE("too unimportant"));
-    EXPECT_EQ(log.Lines(), std::vector<std::string>{"[f] caf\xC3\xA9 1099511627776"});
+    g_DbgLogger.Log(1, WIDE("[%s] cannot pass for a line"), WIDE("name\n\r"));
+    EXPECT_EQ(log.Lines(),
+              (std::vector<std::string>{"[f] caf\xC3\xA9 1099511627776",
+                                        "[name\xE2\x90\x8A\xE2\x90\x8D] cannot pass for a line"}));
 }
 
 }  // namespace

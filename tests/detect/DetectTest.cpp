@@ -86,6 +86,9 @@ TEST_F(Detection, WalksManyFilesThroughItsPools) {
     }
     EXPECT_EQ(detector.RemoteChangedDB(), 0);
     EXPECT_FALSE(std::filesystem::exists(folder / "syncing"));
+    ASSERT_EQ(detector.GenerateSyncList(), 0);
+    const std::string again = ReadBytes(folder / "syncing");
+    EXPECT_EQ(again.substr(8, 3), std::string("\xC4\x09\0", 3)) << "counts from 0 again";
 }
 
 TEST_F(Detection, FailsOnAFolderThatIsMissing) {

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
 
 #include "fenwickel/SyncDetectFileChange.h"
@@ -19,8 +20,12 @@ std::string Text(const fs::path& path) {
 
 class Host : public testing::Test {
 protected:
-    Host() : folder(fs::temp_directory_path() / ("fenwickel-host-" + std::to_string(::rand()))) {
-        fs::remove_all(folder);
+    Host() {
+        // Two test runs may share the temporary folder.
+        std::random_device random;
+        do {
+            folder = fs::temp_directory_path() / ("fenwickel-host-" + std::to_string(random()));
+        } while (!fs::create_directory(folder));
         fs::create_directories(folder / "tree");
         fs::create_directories(folder / "state");
     }
@@ -37,7 +42,7 @@ protected:
         return Text(out);
     }
 
-    const fs::path folder;
+    fs::path folder;
 };
 
 TEST_F(Host, ExampleTellsWhatChanged) {
@@ -52,7 +57,9 @@ TEST_F(Host, ExampleTellsWhatChanged) {
 }
 
 TEST_F(Host, ReadmeShowsTheExample) {
-    EXPECT_NE(Text(FENWICKEL_README).find(Text(FENWICKEL_EXAMPLE_SOURCE)), std::string::npos);
+    const std::string example = Text(FENWICKEL_EXAMPLE_SOURCE);
+    ASSERT_FALSE(example.empty());
+    EXPECT_NE(Text(FENWICKEL_README).find(example), std::string::npos);
 }
 
 // Copying is part of the exported interface of the two database classes.

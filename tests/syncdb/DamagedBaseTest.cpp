@@ -22,6 +22,9 @@ TEST(DamagedBase, FailsTheRun) {
         {"with half a terminator", 51, "x"},
         {"with a zero inside its path", 40, std::string("\0", 1)},
         {"that swallows the next one", 0, std::string("\x64\0\0\0", 4)},
+        {"longer than the longest", 0, std::string("\x58\x02\0\0", 4)},
+        {"longer than the file", 0, std::string("\0\0\x01\0", 4)},
+        {"of the longest length there is", 0, "\xff\xff\xff\xff"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
@@ -40,6 +43,24 @@ TEST(DamagedBase, FailsTheRun) {
         EXPECT_EQ(RowsOf(ReadBytes(folder / "deleted")).size(), 0U);
         EXPECT_EQ(ReadBytes(folder / "base"), bytes);
     }
+}
+
+// A whole listing behind a length that swallows it is damage, however possible the length.
+TEST(DamagedBase, IsNoEndWithMoreThanARecordBehindIt) {
+    const TempFolder folder;
+    std::string bytes = FileBytes(std::vector<Row>(100, Row{.path = "known"}));
+    bytes.replace(512, 4, std::string("\0\0\x01\0", 4));
+    WriteBytes(folder / "base", bytes);
+    CSyncFileDatabase database;
+    stSyncFileDbContext context{folder.wide("base"), folder.wide("syncing"), folder.wide("deleted"),
+                                nullptr};
+    database.SetDBContext(context);
+    EXPECT_EQ(database.InitSyncFileDB(), SYNC_EC_FAILED);
+    // A tail cut off ends the records.
+    WriteBytes(folder / "base", FileBytes({{.path = "known"}, {.path = "cut"}}).substr(0, 600));
+    EXPECT_EQ(database.InitSyncFileDB(), 0) << "again, without closing";
+    EXPECT_EQ(database.GenerateListofDeletedItem(), 0);
+    EXPECT_EQ(RowsOf(ReadBytes(folder / "deleted")).size(), 1U);
 }
 
 TEST(DamagedBase, LongerThanTheLongestRecordIsRefused) {

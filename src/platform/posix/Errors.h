@@ -1,9 +1,20 @@
 // From errno to Windows error codes, by the kind of call that failed.
 #pragma once
 
+#include <cerrno>
 #include <string>
 
 #include "platform/Platform.h"
+
+// Repeats a system call, which answers a negative number on failure, while signals interrupt it.
+template <typename Call>
+auto Uninterrupted(Call call) {
+    auto result = call();
+    while (result < 0 && errno == EINTR) {
+        result = call();
+    }
+    return result;
+}
 
 // Sets the last error and gives FALSE, for one-line failures.
 BOOL Fail(DWORD code);

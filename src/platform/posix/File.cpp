@@ -204,7 +204,10 @@ BOOL SetEndOfFile(HANDLE file) {
         return Fail(ERROR_ACCESS_DENIED);
     }
     const off_t position = lseek(object->get(), 0, SEEK_CUR);
-    return DoneOrTransferError(position < 0 ? -1 : ftruncate(object->get(), position));
+    if (position < 0) {
+        return Fail(TransferError(errno));
+    }
+    return DoneOrTransferError(Uninterrupted([&] { return ftruncate(object->get(), position); }));
 }
 
 BOOL FlushFileBuffers(HANDLE file) {
@@ -218,10 +221,7 @@ BOOL FlushFileBuffers(HANDLE file) {
     if ((fcntl(object->get(), F_GETFL) & O_ACCMODE) == O_RDONLY) {
         return Fail(ERROR_ACCESS_DENIED);
     }
-    int result = 0;
-    do {
-        result = fsync(object->get());
-    } while (result != 0 && errno == EINTR);
+    const int result = Uninterrupted([&] { return fsync(object->get()); });
     // A pipe or a terminal has nothing to flush.
     return result != 0 && errno == EINVAL ? TRUE : DoneOrTransferError(result);
 }

@@ -13,11 +13,9 @@ constexpr int kMostAttempts = 100;
 constexpr mode_t kNewFileMode = 0666;  // less the process's umask
 
 Descriptor OpenRetried(const std::string& path, int flags) {
-    int number = -1;
-    do {
-        number = open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, kNewFileMode);
-    } while (number < 0 && errno == EINTR);
-    return Descriptor(number);
+    return Descriptor(Uninterrupted([&] {
+        return open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, kNewFileMode);
+    }));
 }
 
 LockOutcome Refuse(DWORD code) {

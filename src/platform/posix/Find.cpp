@@ -65,7 +65,8 @@ public:
 
 private:
     DWORD ReadFolder(WIN32_FIND_DATAW* data) {
-        const ssize_t count = getdents64(folder_.get(), buffer_, kBufferBytes);
+        const ssize_t count =
+            Uninterrupted([&] { return getdents64(folder_.get(), buffer_, kBufferBytes); });
         if (count < 0) {
             return SearchError(errno);
         }
@@ -92,9 +93,6 @@ private:
     // ERROR_FILE_NOT_FOUND when the entry is gone.
     DWORD Fill(const dirent64& entry, WIN32_FIND_DATAW* data) {
         const std::size_t length = std::strlen(entry.d_name);
-        if (length >= MAX_PATH) {
-            return ERROR_FILENAME_EXCED_RANGE;
-        }
         if (entry.d_type == DT_DIR) {
             FillFolder(data);
         } else {
@@ -103,16 +101,35 @@ private:
                 return code;
             }
         }
-        WideFromName(entry.d_name, length, data->cFileName);
+        if (!FillName(entry.d_name, length, data)) {
+            return ERROR_FILENAME_EXCED_RANGE;
+        }
         data->dwReserved0 = data->dwReserved1 = 0;
         data->cAlternateFileName[0] = 0;
         return ERROR_SUCCESS;
     }
 
+    // Some file systems count a name's units, not its bytes: it may have more bytes than fit here.
+    static bool FillName(const char* name, std::size_t length, WIN32_FIND_DATAW* data) {
+        if (length < MAX_PATH) {
+            WideFromName(name, length, data->cFileName);
+            return true;
+        }
+        const WString wide = WideFromPath({name, length});
+        if (wide.size() >= MAX_PATH) {
+            return false;
+        }
+        wide.copy(data->cFileName, wide.size());
+        data->cFileName[wide.size()] = 0;
+        return true;
+    }
+
     DWORD FillStatus(const char* name, WIN32_FIND_DATAW* data) {
         struct statx status;
-        if (statx(folder_.get(), name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, kStatMask, &status) !=
-            0) {
+        if (Uninterrupted([&] {
+                return statx(folder_.get(), name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, kStatMask,
+                             &status);
+            }) != 0) {
             return errno == ENOENT ? ERROR_FILE_NOT_FOUND : CommonError(errno);
         }
         if (S_ISDIR(status.stx_mode)) {
@@ -131,6 +148,10 @@ private:
     alignas(dirent64) char buffer_[kBufferBytes + sizeof(dirent64)];
 };
 
+Descriptor OpenFolderAt(int folder, const std::string& path, int flags) {
+    return Descriptor(Uninterrupted([&] { return openat(folder, path.c_str(), flags); }));
+}
+
 // Opens a path that the system refuses as too long, by stretches that it takes.
 Descriptor OpenLongFolder(const std::string& path) {
     constexpr std::size_t kStretch = PATH_MAX - 1;
@@ -143,8 +164,7 @@ Descriptor OpenLongFolder(const std::string& path) {
             return Descriptor();
         }
         const std::string stretch = path.substr(start, slash - start);
-        folder =
-            Descriptor(openat(folder.get(), stretch.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+        folder = OpenFolderAt(folder.get(), stretch, O_PATH | O_DIRECTORY | O_CLOEXEC);
         if (!folder) {
             return folder;
         }
@@ -152,11 +172,11 @@ Descriptor OpenLongFolder(const std::string& path) {
         start = start == std::string::npos ? path.size() : start;
     }
     const std::string rest = start == path.size() ? "." : path.substr(start);
-    return Descriptor(openat(folder.get(), rest.c_str(), kFolderFlags));
+    return OpenFolderAt(folder.get(), rest, kFolderFlags);
 }
 
 Descriptor OpenFolder(const std::string& path) {
-    Descriptor folder(open(path.c_str(), kFolderFlags));
+    Descriptor folder = OpenFolderAt(AT_FDCWD, path, kFolderFlags);
     if (!folder && errno == ENAMETOOLONG && path.size() >= PATH_MAX) {
         return OpenLongFolder(path);
     }
