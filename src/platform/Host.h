@@ -17,6 +17,8 @@ std::vector<std::string> HostArguments(int argc, char** argv);
 
 // A path argument in the library's form: absolute, '\' between components, "." and ".." resolved by
 // their text, no separator at the end unless it is a root. Every byte of a POSIX name is kept.
+// Empty for an empty argument, and for a relative one on POSIX when the working folder is gone
+// (Windows keeps it from going).
 WString HostWidePath(std::string_view argument);
 
 // A library path or message text for people and for messages: UTF-8 with the system's own
@@ -26,12 +28,16 @@ std::string HostDisplayText(const WString& text);
 // True when the path names an existing folder (links followed).
 bool HostIsFolder(const WString& path);
 
+// True when the path names an existing file of the ordinary kind (links followed): no folder, no
+// device, no pipe.
+bool HostIsRegularFile(const WString& path);
+
 // The folder that holds the path.
 WString HostParentFolder(const WString& path);
 
 // The path with its links resolved as far as it exists; the part that does not exist follows as
 // given, in lower case on a system that ignores case. For telling whether two paths
-// mean one place, not for opening.
+// mean one place, not for opening. A relative path begins in the working folder.
 WString HostResolvedPath(const WString& path);
 
 // A number for the file system that holds the path (or its nearest existing folder); nothing when
@@ -42,7 +48,9 @@ std::optional<std::uint64_t> HostFileSystemId(const WString& path);
 bool HostSameFile(const WString& first, const WString& second);
 
 // A path for a file of this process in the system's temporary folder, under a name that nobody else
-// can have created; the file exists and is empty. Empty when none could be made.
+// can have created; the file exists and is empty. Empty when none could be made. On POSIX the name
+// is that of an open descriptor where the system has such names: nothing is left when the process
+// ends, however it does.
 WString HostMakeTemporaryFile();
 
 // True when the standard stream (1 output, 2 error) is a terminal.
@@ -51,7 +59,8 @@ bool HostIsTerminal(int stream);
 // Columns of the terminal on standard error, 80 when unknown.
 int HostTerminalWidth();
 
-// From now on a first Ctrl-C or termination request is remembered, a second ends the process.
+// From now on a first Ctrl-C or termination request is remembered, a second ends the process. One
+// that was ignored when the process started stays ignored.
 void HostCatchStopSignals();
 
 // 0, or the exit code that the remembered request asks for: 130 for Ctrl-C, 143 for termination.
@@ -62,5 +71,5 @@ int HostStopExitCode();
 std::string HostErrorText(std::uint32_t code);
 
 // Puts standard output into a mode that keeps UTF-8 bytes and line feeds as written, and in which
-// writing to a closed pipe fails instead of ending the process.
+// writing to a closed pipe, or beyond the limit on file sizes, fails instead of ending the process.
 void HostPrepareOutput();

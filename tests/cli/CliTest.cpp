@@ -1,9 +1,12 @@
 // The commands together, as a user runs them.
+#include <atomic>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <sstream>
+#include <thread>
 
 #include "CliFixture.h"
+#include "Listings.h"
 
 namespace {
 
@@ -76,6 +79,31 @@ TEST_F(CliTest, TableNamesTheNextCommands) {
     EXPECT_NE(out.find("new                     4\n"), std::string::npos) << out;
     const std::size_t at = out.find("commit --base");
     EXPECT_EQ(Run(out.substr(at, out.find('\n', at) - at)).exitCode, 0) << out;
+}
+
+TEST_F(CliTest, ReadersOfTheListingsDoNotStopACommitHalfWay) {
+    std::atomic<bool> done = false;
+    const WString listing = WidePath(std::filesystem::absolute("s/s"));
+    std::thread reader([&] {
+        while (!done) {
+            const HANDLE file = CreateFileW(listing.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                            OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+            std::this_thread::yield();
+            CloseHandle(file);
+        }
+    });
+    for (int i = 0; i < 20; ++i) {
+        WriteBytes("s/s", FileBytes({{"a"}}));
+        WriteBytes("s/b", FileBytes({}));
+        WriteBytes("s/d", FileBytes({}));
+        int exitCode = 6;  // a reader that is there before the commit begins
+        while (exitCode == 6) {
+            exitCode = Run(std::string("commit ") + kState).exitCode;
+        }
+        EXPECT_EQ(exitCode, 0);
+    }
+    done = true;
+    reader.join();
 }
 
 TEST_F(CliTest, RefusesWhileAnotherRunHoldsTheState) {

@@ -44,10 +44,45 @@ TEST_F(DamagedFilesTest, AreRefusedAsBaseAndAsListing) {
 
         std::filesystem::rename("s/b", "s/s");
         WriteBytes("s/b", Whole());
-        EXPECT_EQ(Run(std::string("commit ") + kState).exitCode, 1) << bytes.size();
+        const bool foreign = bytes.size() < 512 || bytes[0] != 0;
+        EXPECT_EQ(Run(std::string("commit ") + kState).exitCode, foreign ? 2 : 1) << bytes.size();
         EXPECT_EQ(ReadBytes("s/b"), Whole());
         EXPECT_EQ(ReadBytes("s/s"), bytes);
+        EXPECT_EQ(Run(std::string("discard ") + kState).exitCode, foreign ? 2 : 0) << bytes.size();
+        EXPECT_EQ(std::filesystem::remove("s/s"), foreign);
     }
+}
+
+TEST_F(DamagedFilesTest, FilesOfSomebodyElseAreLeftAlone) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"detect tree ", "s/s"}, {"detect tree ", "s/d"}, {"detect tree ", "s/b.lock"},
+        {"discard ", "s/s"},     {"discard ", "s/d"},     {"discard ", "s/b.lock"},
+        {"commit ", "s/b"},      {"commit ", "s/s"},      {"commit ", "s/b.lock"}};
+    std::vector<std::string> foreign = {"diary", Whole(), Whole(), Whole()};
+    foreign[1][511] = 'x';  // in the header
+    foreign[2][512] = 39;   // the length of the first record
+    foreign[3][552] = 'x';  // the end of its path
+    for (const std::string& bytes : foreign) {
+        for (const auto& [command, file] : cases) {
+            for (const char* name : {"s/b", "s/s", "s/d"}) {
+                WriteBytes(name, Whole());
+            }
+            WriteBytes("s/b.lock", "");
+            WriteBytes(file, bytes);
+            const auto before = Files();
+            const ToolResult result = Run(std::string(command) + kState);
+            EXPECT_EQ(result.exitCode, 2) << command << file;
+            EXPECT_NE(result.err.find("name another"), std::string::npos) << result.err;
+            EXPECT_EQ(Files(), before) << command << file;
+        }
+    }
+}
+
+TEST_F(DamagedFilesTest, DumpTellsAStatusNobodyKnowsByItsNumber) {
+    WriteBytes("s/b", FileBytes({{"a", 3}}));
+    EXPECT_NE(Run("dump s/b").out.find("\n3  "), std::string::npos);
+    EXPECT_EQ(Run("dump --json --status new,deleted s/b").out, "");
+    EXPECT_NE(Run("dump --json s/b").out.find("\"status\":\"3\""), std::string::npos);
 }
 
 TEST_F(DamagedFilesTest, DumpPrintsTheRecordsBeforeTheDamage) {
@@ -65,6 +100,9 @@ TEST_F(DamagedFilesTest, ACommitCutShortBetweenItsStepsIsFinishedByTheNext) {
     EXPECT_EQ(ReadBytes("s/s"), Whole());
     EXPECT_EQ(Run(std::string("commit ") + kState).exitCode, 0);
     EXPECT_EQ(ReadBytes("s/b"), Whole());
+    std::filesystem::rename("s/b", "s/s");
+    const ToolResult discard = Run(std::string("discard ") + kState);
+    EXPECT_NE(discard.out.find("every file is new"), std::string::npos) << discard.out;
 }
 
 TEST_F(DamagedFilesTest, ARunThatDidNotEndIsNotCommitted) {

@@ -45,6 +45,7 @@ std::vector<Case> Cases() {
         {detect + "tree/a", 1, "not a folder"},
         {detect + "[tree,tree]", 1, "[tree,tree]"},
         {"dump s/none", 1, "cannot read"},
+        {"dump \"\"", 2, "FILE is empty"},
         {"dump tree", 1, "cannot read"},
         {"dump --status new,old s/none", 2, "old"},
         {std::string("commit ") + kState, 9, "nothing pending"},
@@ -66,7 +67,7 @@ TEST_F(UsageTest, BadInputIsRefusedAndNothingTouched) {
 }
 
 TEST_F(UsageTest, HelpAndVersionAreResults) {
-    for (const std::string arguments : {"--help", "--version", "detect --help", "dump --help"}) {
+    for (const std::string arguments : {"--help", "--version", "detect --help", "dump --version"}) {
         const ToolResult result = Run(arguments);
         EXPECT_EQ(result.exitCode, 0);
         EXPECT_EQ(result.err, "");

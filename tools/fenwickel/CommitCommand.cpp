@@ -1,10 +1,14 @@
 // fenwickel commit: the listing of the last detect becomes the base of the next.
+#include <chrono>
+#include <thread>
+
 #include "Commands.h"
 #include "ExitCodes.h"
 #include "Failure.h"
 #include "LibraryLog.h"
 #include "Options.h"
 #include "Output.h"
+#include "RecordFileCheck.h"
 #include "RecordReader.h"
 #include "StateFiles.h"
 #include "Stop.h"
@@ -12,21 +16,14 @@
 
 namespace {
 
+// How long a commit waits for readers once the base is deleted.
+constexpr std::chrono::seconds kPatience{10};
+constexpr std::chrono::milliseconds kNap{10};
+
 void RequirePending(const StateFiles& state) {
     if (IsGone(state.syncing)) {
         throw Failure(ExitCode::NothingPending, "nothing pending: " + Quoted(state.syncing) +
                                                     " does not exist: run fenwickel detect first");
-    }
-}
-
-// The commit renames, which works within one file system only, and it deletes the base first.
-void RequireOneFileSystem(const StateFiles& state) {
-    const auto base = HostFileSystemId(HostParentFolder(state.base));
-    const auto syncing = HostFileSystemId(state.syncing);
-    if (base && syncing && *base != *syncing) {
-        throw Failure(ExitCode::Usage, "--base " + Quoted(state.base) + " and --syncing " +
-                                           Quoted(state.syncing) +
-                                           " lie on two file systems: keep them on one");
     }
 }
 
@@ -69,11 +66,25 @@ void RequireUnheld(const WString& path) {
     }
 }
 
-void Commit(const StateFiles& state, const LibraryLog& log) {
+// Somebody who reads the new listing may come between the deletion of the base and the renaming.
+// The commit goes on where it was, so it waits for the reader instead of leaving the state like
+// that.
+int TakeEffect(const StateFiles& state) {
     stSyncFileDbContext context = DatabaseContext(state);
     CSyncFileDatabase database;
     database.SetDBContext(context);
-    const int code = database.TakeEffectNewSyncDB();
+    const auto end = std::chrono::steady_clock::now() + kPatience;
+    int code = database.TakeEffectNewSyncDB();
+    while (code == static_cast<int>(ERROR_SHARING_VIOLATION) && IsGone(state.base) &&
+           HostStopExitCode() == 0 && std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(kNap);
+        code = database.TakeEffectNewSyncDB();
+    }
+    return code;
+}
+
+void Commit(const StateFiles& state, const LibraryLog& log) {
+    const int code = TakeEffect(state);
     if (code == 0 && IsGone(state.syncing)) {
         return;
     }
@@ -92,7 +103,7 @@ void Commit(const StateFiles& state, const LibraryLog& log) {
                                 : "put that right and commit again; the base is unchanged"));
 }
 
-void PrintDone(const StateFiles& state, std::uint64_t records) {
+void PrintText(const StateFiles& state, std::uint64_t records) {
     Output output;
     output.Print("committed: " + Quoted(state.base) + " now lists " + std::to_string(records) +
                  " files\n");
@@ -101,6 +112,20 @@ void PrintDone(const StateFiles& state, std::uint64_t records) {
                      " until the next detect\n");
     }
     output.Flush();
+}
+
+void PrintDone(const StateFiles& state, std::uint64_t records, bool json) {
+    try {
+        if (json) {
+            PrintJsonResult(0, "", {});
+        } else {
+            PrintText(state, records);
+        }
+    } catch (const Failure& failure) {
+        throw Failure(
+            ExitCode::Failed,
+            std::string("committed, but the result could not be printed: ") + failure.what());
+    }
 }
 
 }  // namespace
@@ -112,10 +137,11 @@ int RunCommit(const Command& command, std::vector<std::string> arguments) {
     }
     const StateFiles state = ResolveState(options->state);
     RequirePending(state);
+    RequireRecordFiles(state, true);
     RequireOneFileSystem(state);
 
     HostCatchStopSignals();
-    const LibraryLog log;
+    const LibraryLog log(state);
     const StateLock lock(state);
     RequirePending(state);
     const std::uint64_t records = CheckedList(state.syncing);
@@ -124,10 +150,6 @@ int RunCommit(const Command& command, std::vector<std::string> arguments) {
     RequireUnheld(state.base);
     ThrowIfStopped();
     Commit(state, log);
-    if (options->json) {
-        PrintJsonResult(0, "", {});
-    } else {
-        PrintDone(state, records);
-    }
+    PrintDone(state, records, options->json);
     return ExitCode::Done;
 }

@@ -13,6 +13,7 @@
 #include "PathPairs.h"
 #include "PendingRun.h"
 #include "Progress.h"
+#include "RecordFileCheck.h"
 #include "RecordReader.h"
 #include "ShellText.h"
 #include "Stop.h"
@@ -71,6 +72,8 @@ const char* RemedyFor(int code) {
             return "free some space";
         case ERROR_ACCESS_DENIED:
             return "check its permissions, or leave a top folder out with --ignore";
+        case ERROR_PATH_NOT_FOUND:
+            return "it vanished during the walk: run again, or walk a snapshot (META=SNAPSHOT)";
         case SYNC_EC_PATH_TOO_LONG:
             return "shorten the path, or leave a top folder out with --ignore";
         default:
@@ -173,12 +176,14 @@ int RunDetect(const Command& command, std::vector<std::string> arguments) {
     const StateFiles state = ResolveState(options->state);
     RequireStateOutside(state, pairs);
     RequireFolders(pairs);
+    RequireRecordFiles(state, false);
+    RequireOneFileSystem(state);
     context.strBaseDBPath = state.base;
     context.strSyncingDBPath = state.syncing;
     context.strDeleteDBPath = state.deleted;
 
     HostCatchStopSignals();
-    const LibraryLog log;
+    const LibraryLog log(state);
     const StateLock lock(state);
     RequireNoHalfCommit(state);
     CheckBase(state.base);

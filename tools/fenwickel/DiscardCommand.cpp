@@ -5,6 +5,7 @@
 #include "LibraryLog.h"
 #include "Options.h"
 #include "Output.h"
+#include "RecordFileCheck.h"
 #include "StateFiles.h"
 #include "platform/Platform.h"
 
@@ -27,9 +28,11 @@ void Discard(const StateFiles& state, const LibraryLog& log) {
         return;
     }
     if (code == 0) {
-        throw Failure(ExitCode::Failed, "cannot discard the run: " + Quoted(state.syncing) +
-                                            " could not be looked up: make its folder readable "
-                                            "and discard again");
+        throw Failure(ExitCode::Failed,
+                      "cannot discard the run: " +
+                          Quoted(IsGone(state.syncing) ? state.deleted : state.syncing) +
+                          " could not be looked up: make its folder readable "
+                          "and discard again");
     }
     const std::string words = log.LastFailure();
     throw Failure(
@@ -47,15 +50,21 @@ int RunDiscard(const Command& command, std::vector<std::string> arguments) {
     }
     const StateFiles state = ResolveState(options->state);
     RequirePending(state);
+    RequireRecordFiles(state, false);
 
-    const LibraryLog log;
+    const LibraryLog log(state);
     const StateLock lock(state);
     RequirePending(state);
     Discard(state, log);
+    // A commit that was interrupted has deleted the base already.
+    const bool baseGone = IsGone(state.base);
+    const std::string noBase =
+        "there is no base " + Quoted(state.base) + " any more: every file is new from now on";
     if (options->json) {
-        PrintJsonResult(0, "", {});
+        PrintJsonResult(0, baseGone ? noBase : "", {});
         return ExitCode::Done;
     }
-    PrintWhole("discarded: the base " + Quoted(state.base) + " is as it was\n");
+    PrintWhole("discarded: " +
+               (baseGone ? noBase : "the base " + Quoted(state.base) + " is as it was") + "\n");
     return ExitCode::Done;
 }

@@ -1,4 +1,5 @@
 // fenwickel dump: the records of a record file, in file order.
+#include <bit>
 #include <sstream>
 
 #include "Commands.h"
@@ -8,7 +9,7 @@
 #include "Output.h"
 #include "RecordReader.h"
 #include "RecordText.h"
-#include "platform/Host.h"
+#include "StateFiles.h"
 
 namespace {
 
@@ -35,7 +36,8 @@ void Print(RecordReader& reader, std::uint8_t wanted, bool json) {
     RecordView record;
     std::string text;
     while (reader.Next(record)) {
-        if (wanted != 0 && (record.status & wanted) == 0) {
+        const bool named = std::has_single_bit(record.status) && (record.status & wanted) != 0;
+        if (wanted != 0 && !named) {
             continue;
         }
         text.clear();
@@ -57,9 +59,13 @@ int RunDump(const Command& command, std::vector<std::string> arguments) {
         return ExitCode::Done;
     }
     const std::uint8_t wanted = ParseStatuses(options->statuses);
-    const WString path = HostWidePath(options->file);
+    const WString path = PathArgument("FILE", options->file);
     RecordReader reader(path);
-    Print(reader, wanted, options->json);
+    try {
+        Print(reader, wanted, options->json);
+    } catch (const OutputClosed&) {
+        return ExitCode::Done;  // the reader of the pipe has seen enough
+    }
     if (const auto& damage = reader.Damage()) {
         throw Failure(ExitCode::Damaged, Quoted(path) + " is " + damage->Text() +
                                              ": the records before it are printed; run fenwickel "

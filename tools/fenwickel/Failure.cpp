@@ -2,6 +2,7 @@
 
 #include "fenwickel/SyncCodes.h"
 #include "platform/Host.h"
+#include "platform/Text.h"
 
 namespace {
 
@@ -56,6 +57,10 @@ std::string Reason(int code) {
     text += std::to_string(code);
     text += ')';
     return text;
+}
+
+std::string ValidUtf8(const std::string& text) {
+    return Utf8FromWide(WideFromUtf8(text));
 }
 
 std::string Escaped(const std::string& text) {

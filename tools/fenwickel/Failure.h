@@ -36,6 +36,9 @@ std::string Quoted(const WString& path);
 // "The file is in use (32)", for a code of the library or of the system.
 std::string Reason(int code);
 
+// The text with U+FFFD for each byte that is not UTF-8, as an argument may hold.
+std::string ValidUtf8(const std::string& text);
+
 // UTF-8 text with control characters as \n, \t or \xNN, so that it stays on its line and cannot
 // steer a terminal.
 std::string Escaped(const std::string& text);

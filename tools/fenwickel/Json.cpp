@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "Failure.h"
 #include "Output.h"
 
 namespace {
@@ -44,7 +45,7 @@ void AppendJsonLine(std::string& text, const JsonFields& fields) {
 }
 
 void PrintJsonResult(int result, const std::string& message, const JsonFields& fields) {
-    JsonFields all = {{"result", result}, {"message", message}};
+    JsonFields all = {{"result", result}, {"message", ValidUtf8(message)}};
     all.insert(all.end(), fields.begin(), fields.end());
     std::string text;
     AppendJsonLine(text, all);

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 
+#include "ExitCodes.h"
 #include "Failure.h"
 #include "platform/Host.h"
 #include "platform/Platform.h"
@@ -67,28 +69,59 @@ std::string Words(std::string message) {
     return Escaped(HostDisplayText(WideFromUtf8(message)));
 }
 
-}  // namespace
-
-LibraryLog::LibraryLog() : m_path(NamedByUser()) {
-    if (m_path.empty()) {
-        m_path = HostMakeTemporaryFile();
-        m_temporary = !m_path.empty();
-        if (m_temporary) {
-            SetEnvironmentVariableW(kVariable, m_path.c_str());
-        }
+void RequireNotOfState(const WString& path, const StateFiles& state) {
+    if (path.empty()) {
         return;
     }
-    const HANDLE file =
-        CreateFileW(m_path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    LARGE_INTEGER size;
-    if (file != INVALID_HANDLE_VALUE) {
-        m_start = GetFileSizeEx(file, &size) ? static_cast<std::uint64_t>(size.QuadPart) : 0;
-        CloseHandle(file);
+    for (const StateRole& role : Roles(state)) {
+        if (HostResolvedPath(path) == HostResolvedPath(role.path) ||
+            HostSameFile(path, role.path)) {
+            throw Failure(ExitCode::Usage, "FENWICKEL_LOG and " + std::string(role.name) +
+                                               " are both " + Quoted(role.path) +
+                                               ": give each its own file");
+        }
     }
 }
 
+}  // namespace
+
+LibraryLog::LibraryLog(const StateFiles& state)
+    : m_path(NamedByUser()), m_file(INVALID_HANDLE_VALUE) {
+    RequireNotOfState(m_path, state);
+    if (OpenNamed()) {
+        return;
+    }
+    m_path = HostMakeTemporaryFile();
+    m_temporary = !m_path.empty();
+    if (m_temporary) {
+        SetEnvironmentVariableW(kVariable, m_path.c_str());
+    }
+}
+
+// Finds out what the file holds already. False, with a warning unless nobody named a file, when
+// the library could not write to it.
+bool LibraryLog::OpenNamed() {
+    if (m_path.empty()) {
+        return false;
+    }
+    m_file = CreateFileW(m_path.c_str(), FILE_APPEND_DATA,
+                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                         OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (m_file == INVALID_HANDLE_VALUE) {
+        const int code = static_cast<int>(GetLastError());
+        std::fprintf(stderr, "fenwickel: cannot write FENWICKEL_LOG %s: %s: going on without it\n",
+                     Quoted(m_path).c_str(), Reason(code).c_str());
+        return false;
+    }
+    LARGE_INTEGER size;
+    m_start = GetFileSizeEx(m_file, &size) ? static_cast<std::uint64_t>(size.QuadPart) : 0;
+    return true;
+}
+
 LibraryLog::~LibraryLog() {
+    if (m_file != INVALID_HANDLE_VALUE) {
+        CloseHandle(m_file);
+    }
     if (m_temporary) {
         DeleteFileW(m_path.c_str());
     }

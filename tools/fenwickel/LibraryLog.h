@@ -5,14 +5,17 @@
 #include <string>
 #include <vector>
 
+#include "StateFiles.h"
 #include "fenwickel/Types.h"
 
 // Gives the library a log file for the life of the process: the one that FENWICKEL_LOG names, which
 // stays, or a temporary one, which the destructor deletes. Must exist before the library's first
-// message. Without any file the run goes on and messages lack the library's words.
+// message. When the named file cannot be written, a warning says so and the temporary one serves.
+// Without any file the run goes on and messages lack the library's words.
 class LibraryLog {
 public:
-    LibraryLog();
+    // Throws Failure (Usage) when the named file is one of the state: messages would destroy it.
+    explicit LibraryLog(const StateFiles& state);
     LibraryLog(const LibraryLog&) = delete;
     LibraryLog& operator=(const LibraryLog&) = delete;
     ~LibraryLog();
@@ -23,9 +26,13 @@ public:
     std::string LastFailure() const;
 
 private:
+    bool OpenNamed();
     std::vector<std::string> OwnMessages() const;
 
     WString m_path;
+    // The named file, open so that the reader of a pipe does not see its end before the library
+    // opens it; owned.
+    HANDLE m_file;
     bool m_temporary = false;
     std::uint64_t m_start = 0;  // size of the file before this process wrote to it
 };

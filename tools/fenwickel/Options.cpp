@@ -51,9 +51,10 @@ void Define(CLI::App& app, PendingOptions& options) {
     app.add_flag("--json", options.json, "Print one JSON object");
 }
 
-// False when the arguments asked for help, which has then been printed.
+// False when the arguments asked for help or for the version, which has then been printed.
 bool Parse(CLI::App& app, std::vector<std::string> arguments) {
     app.footer(ExitCode::Help);
+    app.set_version_flag("--version", "fenwickel " FENWICKEL_VERSION "\n", "Print the version");
     app.allow_windows_style_options(false);
     for (std::string& argument : arguments) {
         // The parser would take these paths for a list and for the end of a command.
@@ -67,6 +68,9 @@ bool Parse(CLI::App& app, std::vector<std::string> arguments) {
         return true;
     } catch (const CLI::CallForHelp&) {
         PrintWhole(app.help());
+        return false;
+    } catch (const CLI::CallForVersion& version) {
+        PrintWhole(version.what());
         return false;
     } catch (const CLI::ParseError& error) {
         throw Failure(ExitCode::Usage,

@@ -36,6 +36,7 @@ struct PendingOptions {
 };
 
 // Parses the arguments of the command into its options, one of the three structures above. Nothing
-// when they asked for help, which has then been printed. Throws Failure with the usage exit code.
+// when they asked for help or for the version, which has then been printed. Throws Failure with the
+// usage exit code.
 template <typename Options>
 std::optional<Options> ParseOptions(const Command& command, std::vector<std::string> arguments);

@@ -5,17 +5,21 @@
 #include <system_error>
 
 #include "ExitCodes.h"
-#include "Failure.h"
 
 namespace {
 
 void Require(bool written) {
-    if (!written) {
-        const int code = errno;
-        throw Failure(ExitCode::Failed, "cannot write the results to standard output: " +
-                                            std::generic_category().message(code) + " (" +
-                                            std::to_string(code) + "): check where it leads");
+    if (written) {
+        return;
     }
+    const int code = errno;
+    const std::string message =
+        "cannot write the results to standard output: " + std::generic_category().message(code) +
+        " (" + std::to_string(code) + "): check where it leads";
+    if (code == EPIPE) {
+        throw OutputClosed(ExitCode::Failed, message);
+    }
+    throw Failure(ExitCode::Failed, message);
 }
 
 }  // namespace

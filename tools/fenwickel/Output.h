@@ -4,6 +4,13 @@
 #include <string>
 #include <string_view>
 
+#include "Failure.h"
+
+// Standard output is a pipe that nobody reads any more.
+class OutputClosed : public Failure {
+    using Failure::Failure;
+};
+
 // Gathers text and writes it in large pieces. Text that is not flushed is lost.
 class Output {
 public:

@@ -2,12 +2,10 @@
 
 #include <algorithm>
 #include <charconv>
-#include <string_view>
 
 #include "ExitCodes.h"
 #include "Failure.h"
 #include "platform/Host.h"
-#include "platform/Platform.h"
 
 namespace {
 
@@ -25,16 +23,15 @@ Failure Misused(const std::string& argument, const std::string& why) {
     return {ExitCode::Usage, "argument \"" + Escaped(argument) + "\": " + why};
 }
 
-stPathPair MakePair(std::string_view meta, std::string_view snapshot) {
-    return {HostWidePath(meta), WithSeparator(HostWidePath(snapshot))};
+stPathPair MakePair(const std::string& meta, const std::string& snapshot) {
+    return {PathArgument("a folder", meta), WithSeparator(PathArgument("a folder", snapshot))};
 }
 
 stPathPair SplitAt(const std::string& argument, std::size_t equals) {
-    const std::string_view text = argument;
-    if (equals == 0 || equals + 1 == text.size()) {
+    if (equals == 0 || equals + 1 == argument.size()) {
         throw Misused(argument, "one side of '=' is empty: write META=SNAPSHOT");
     }
-    return MakePair(text.substr(0, equals), text.substr(equals + 1));
+    return MakePair(argument.substr(0, equals), argument.substr(equals + 1));
 }
 
 // Both sides of '=' may hold further '=': the split that leaves an existing folder is meant.
@@ -62,11 +59,12 @@ stPathPair ParsePair(const std::string& argument) {
                                   "snapshot as an absolute path");
 }
 
-// A single name below a folder: resolving it must lead to a direct child of the current folder.
+// A single name below a folder: resolving it must lead to a direct child of a folder. The root is
+// one that is always there.
 WString IgnoredName(const std::string& argument, const std::string& name) {
-    const WString here = HostWidePath(".");
+    const WString here = HostWidePath("/");
     const bool special = name.empty() || name == "." || name == "..";
-    const WString path = special ? here : HostWidePath(name);
+    const WString path = special ? here : HostWidePath("/" + name);
     if (special || name.find('/') != std::string::npos || HostParentFolder(path) != here) {
         throw Misused(argument, "NAME must be one folder name without separators");
     }
@@ -96,7 +94,9 @@ std::vector<stPathPair> ParsePairs(const std::vector<std::string>& arguments) {
 std::map<std::int32_t, std::vector<WString>> ParseIgnores(const std::vector<std::string>& arguments,
                                                           std::size_t pairCount) {
     std::map<std::int32_t, std::vector<WString>> ignored;
-    for (const std::string& argument : arguments) {
+    for (const std::string& parsed : arguments) {
+        // As the user wrote it: the option parser gets a list's bracket with "./" before it.
+        const std::string argument = parsed.starts_with("./[") ? parsed.substr(2) : parsed;
         const std::size_t colon = argument.find(':');
         if (colon == std::string::npos) {
             throw Misused(argument, "--ignore takes INDEX:NAME");
@@ -139,9 +139,6 @@ void RequireFolders(const std::vector<stPathPair>& pairs) {
         if (folder.size() > 1) {
             folder.pop_back();
         }
-        throw Failure(ExitCode::Failed, "cannot walk " + Quoted(folder) +
-                                            (PathFileExistsW(folder.c_str())
-                                                 ? ": it is not a folder: name a folder"
-                                                 : ": it does not exist: check the path"));
+        throw NotAFolder("walk", folder, "check the path");
     }
 }

@@ -10,7 +10,8 @@ PendingRun::PendingRun(const StateFiles& state)
     : m_state(state), m_baseExisted(!IsGone(state.base)) {
     if (const int code = Discard()) {
         throw SystemFailure(code == ERROR_SHARING_VIOLATION ? ExitCode::Held : ExitCode::Failed,
-                            "delete what an earlier run left in", state.syncing,
+                            "delete what an earlier run left in",
+                            IsGone(state.syncing) ? state.deleted : state.syncing,
                             static_cast<std::uint32_t>(code),
                             "see that --syncing and --deleted can be deleted");
     }

@@ -1,6 +1,5 @@
 #include "RecordReader.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "ExitCodes.h"
@@ -36,7 +35,9 @@ HANDLE OpenForReading(const WString& path) {
                         "name a record file that exists and that you may read");
 }
 
-const char* SizeFault(std::uint32_t size) {
+}  // namespace
+
+const char* RecordSizeFault(std::uint32_t size) {
     if (size < kSmallestRecord) {
         return "a record is shorter than the shortest";
     }
@@ -46,7 +47,12 @@ const char* SizeFault(std::uint32_t size) {
     return size % sizeof(WCHAR) != 0 ? "a record has an odd length" : nullptr;
 }
 
-}  // namespace
+const char* RecordPathFault(std::basic_string_view<WCHAR> path) {
+    if (path.back() != 0) {
+        return "a path does not end with its record";
+    }
+    return path.find(WCHAR{0}) + 1 != path.size() ? "a path ends before its record" : nullptr;
+}
 
 std::string RecordDamage::Text() const {
     return "damaged at byte " + std::to_string(offset) + " (" + what + ")";
@@ -122,7 +128,7 @@ bool RecordReader::Next(RecordView& record) {
     }
     stSynFileDescOnUpload fixed;
     std::memcpy(&fixed, Bytes(), sizeof fixed);
-    if (const char* fault = SizeFault(fixed.nRecordSize)) {
+    if (const char* fault = RecordSizeFault(fixed.nRecordSize)) {
         return Fail(fault);
     }
     if (!Fill(fixed.nRecordSize)) {
@@ -130,11 +136,8 @@ bool RecordReader::Next(RecordView& record) {
     }
     const std::size_t pathUnits = (fixed.nRecordSize - kSmallestRecord) / sizeof(WCHAR);
     const WCHAR* path = m_buffer.data() + (m_begin + SYNC_RECORD_FIXED_SIZE) / sizeof(WCHAR);
-    if (path[pathUnits] != 0) {
-        return Fail("a path does not end with its record");
-    }
-    if (std::find(path, path + pathUnits, WCHAR{0}) != path + pathUnits) {
-        return Fail("a path ends before its record");
+    if (const char* fault = RecordPathFault({path, pathUnits + 1})) {
+        return Fail(fault);
     }
     record = {fixed.byPathIndex,
               fixed.bySyncStatus,

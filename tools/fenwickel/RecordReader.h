@@ -31,6 +31,12 @@ struct RecordDamage {
     std::string Text() const;
 };
 
+// What is wrong with the length of a record, null when nothing is.
+const char* RecordSizeFault(std::uint32_t size);
+
+// The same for the path of a record, given with its terminator.
+const char* RecordPathFault(std::basic_string_view<WCHAR> path);
+
 // How many records of each status a record file holds.
 struct RecordCounts {
     std::uint64_t fresh = 0;  // new

@@ -86,13 +86,13 @@ std::string Base64(std::string_view bytes) {
 
 }  // namespace
 
-const char* StatusName(std::uint8_t status) {
+std::string StatusName(std::uint8_t status) {
     for (const StatusText& entry : kStatusTexts) {
         if (entry.status == status) {
             return entry.name;
         }
     }
-    return "unknown";
+    return std::to_string(status);
 }
 
 std::uint8_t StatusFromName(const std::string& name) {

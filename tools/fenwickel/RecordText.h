@@ -6,8 +6,8 @@
 #include "Json.h"
 #include "RecordReader.h"
 
-// The name of a status, "unknown" for a value outside enSyncItemStatus.
-const char* StatusName(std::uint8_t status);
+// The name of a status, the number of a value outside enSyncItemStatus.
+std::string StatusName(std::uint8_t status);
 
 // The status with that name, 0 when there is none.
 std::uint8_t StatusFromName(const std::string& name);

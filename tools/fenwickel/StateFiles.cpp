@@ -8,13 +8,6 @@
 
 namespace {
 
-WString StatePath(const char* option, const std::string& argument) {
-    if (argument.empty()) {
-        throw Failure(ExitCode::Usage, std::string(option) + " is empty: name a file");
-    }
-    return HostWidePath(argument);
-}
-
 void RequireDistinct(const StateRole& first, const StateRole& second) {
     if (HostResolvedPath(first.path) == HostResolvedPath(second.path) ||
         HostSameFile(first.path, second.path)) {
@@ -31,8 +24,7 @@ void RequireFilePath(const StateRole& role) {
     }
     const WString folder = HostParentFolder(role.path);
     if (!HostIsFolder(folder)) {
-        throw Failure(ExitCode::Failed, "the folder " + Quoted(folder) + " for " + role.name +
-                                            " does not exist: create it");
+        throw NotAFolder(std::string("use the folder for ") + role.name, folder, "create it");
     }
 }
 
@@ -54,15 +46,45 @@ std::string HolderOf(const WString& lock) {
 
 }  // namespace
 
+WString PathArgument(const std::string& name, const std::string& argument) {
+    if (argument.empty()) {
+        throw Failure(ExitCode::Usage, name + " is empty: name a file");
+    }
+    WString path = HostWidePath(argument);
+    if (path.empty()) {
+        throw Failure(ExitCode::Usage, "the working folder is gone: use absolute paths");
+    }
+    return path;
+}
+
+Failure NotAFolder(const std::string& action, const WString& path, const char* remedy) {
+    const std::string start = "cannot " + action + " " + Quoted(path);
+    if (PathFileExistsW(path.c_str())) {
+        return {ExitCode::Failed, start + ": it is not a folder: name a folder"};
+    }
+    switch (const DWORD code = GetLastError()) {
+        case ERROR_FILE_NOT_FOUND:
+        case ERROR_PATH_NOT_FOUND:
+            return {ExitCode::Failed, start + ": it does not exist: " + remedy};
+        case ERROR_ACCESS_DENIED:
+            return SystemFailure(ExitCode::Failed, action, path, code,
+                                 "make the folders above it accessible");
+        case ERROR_FILENAME_EXCED_RANGE:
+            return SystemFailure(ExitCode::Failed, action, path, code, "shorten it");
+        default:
+            return SystemFailure(ExitCode::Failed, action, path, code, "check the path");
+    }
+}
+
 std::string StateOptionsText(const StateArguments& arguments) {
     return "--base " + ShellQuoted(arguments.base) + " --syncing " +
            ShellQuoted(arguments.syncing) + " --deleted " + ShellQuoted(arguments.deleted);
 }
 
 StateFiles ResolveState(const StateArguments& arguments) {
-    StateFiles state{StatePath("--base", arguments.base),
-                     StatePath("--syncing", arguments.syncing),
-                     StatePath("--deleted", arguments.deleted),
+    StateFiles state{PathArgument("--base", arguments.base),
+                     PathArgument("--syncing", arguments.syncing),
+                     PathArgument("--deleted", arguments.deleted),
                      {}};
     state.lock = state.base + WIDE(".lock");
     const std::vector<StateRole> roles = Roles(state);
@@ -75,6 +97,16 @@ StateFiles ResolveState(const StateArguments& arguments) {
         RequireFilePath(role);
     }
     return state;
+}
+
+void RequireOneFileSystem(const StateFiles& state) {
+    const auto base = HostFileSystemId(HostParentFolder(state.base));
+    const auto syncing = HostFileSystemId(state.syncing);
+    if (base && syncing && *base != *syncing) {
+        throw Failure(ExitCode::Usage, "--base " + Quoted(state.base) + " and --syncing " +
+                                           Quoted(state.syncing) +
+                                           " lie on two file systems: keep them on one");
+    }
 }
 
 std::vector<StateRole> Roles(const StateFiles& state) {
@@ -100,7 +132,7 @@ StateLock::StateLock(const StateFiles& state)
     : m_file(CreateFileW(state.lock.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr,
                          OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr)) {
     if (m_file != INVALID_HANDLE_VALUE) {
-        WritePid(state.lock);
+        WritePid();
         return;
     }
     const DWORD code = GetLastError();
@@ -110,17 +142,17 @@ StateLock::StateLock(const StateFiles& state)
             HolderOf(state.lock) + " holds " + Quoted(state.lock) + ": wait until it has ended");
     }
     throw SystemFailure(ExitCode::Failed, "create the lock file", state.lock, code,
-                        "make its folder writable");
+                        IsGone(state.lock)
+                            ? "make its folder writable"
+                            : "make it writable, or delete it when no run is active");
 }
 
-void StateLock::WritePid(const WString& path) {
+// Only tells others who holds the lock: the lock itself is held already, whatever comes of this.
+void StateLock::WritePid() {
     const std::string text = std::to_string(GetCurrentProcessId()) + "\n";
     DWORD written = 0;
-    if (!WriteFile(m_file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr) ||
-        written != text.size() || !SetEndOfFile(m_file)) {
-        const DWORD code = GetLastError();
-        CloseHandle(m_file);
-        throw SystemFailure(ExitCode::Failed, "write the lock file", path, code, "check the disk");
+    if (WriteFile(m_file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr)) {
+        SetEndOfFile(m_file);
     }
 }
 

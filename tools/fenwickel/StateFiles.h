@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "Failure.h"
 #include "Options.h"
 #include "fenwickel/SyncFileDatabase.h"
 #include "fenwickel/Types.h"
@@ -22,12 +23,22 @@ struct StateRole {
     const WString& path;
 };
 
+// A path argument in the library's form. Throws Failure (Usage) when it is empty or cannot be told.
+WString PathArgument(const std::string& name, const std::string& argument);
+
+// For a path that should be a folder and is none: `cannot ACTION "PATH": WHY: REMEDY`.
+Failure NotAFolder(const std::string& action, const WString& path, const char* remedy);
+
 // The options again, quoted for a shell, for a command that the user may repeat.
 std::string StateOptionsText(const StateArguments& arguments);
 
 // Turns the arguments into paths. Throws Failure when two roles mean one file or a path names a
 // folder (Usage), or when the folder of a file is missing (Failed). Touches nothing.
 StateFiles ResolveState(const StateArguments& arguments);
+
+// The commit renames, which works within one file system only, and it deletes the base first.
+// Throws Failure (Usage) when base and syncing lie on two.
+void RequireOneFileSystem(const StateFiles& state);
 
 // Base, syncing, deleted, lock.
 std::vector<StateRole> Roles(const StateFiles& state);
@@ -50,7 +61,7 @@ public:
     ~StateLock();
 
 private:
-    void WritePid(const WString& path);
+    void WritePid();
 
     HANDLE m_file;
 };

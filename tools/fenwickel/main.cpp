@@ -44,7 +44,7 @@ bool WantsJson(const std::vector<std::string>& arguments) {
 }
 
 void Complain(const std::string& who, const std::string& what) {
-    std::fprintf(stderr, "%s: %s\n", who.c_str(), what.c_str());
+    std::fprintf(stderr, "%s: %s\n", who.c_str(), ValidUtf8(what).c_str());
 }
 
 int RunReported(const Command& command, const std::vector<std::string>& arguments) {
@@ -52,7 +52,11 @@ int RunReported(const Command& command, const std::vector<std::string>& argument
     const auto report = [&](int exitCode, int result, const std::string& message) {
         Complain(name, message);
         if (command.emptyResult != nullptr && WantsJson(arguments)) {
-            PrintJsonResult(result, message, command.emptyResult());
+            try {
+                PrintJsonResult(result, message, command.emptyResult());
+            } catch (const Failure&) {
+                return exitCode;  // what matters stands on standard error
+            }
         }
         return exitCode;
     };

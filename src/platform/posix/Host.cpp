@@ -39,6 +39,11 @@ WString HostMakeTemporaryFile() {
     if (file < 0) {
         return WString();
     }
+    // Under the name of the descriptor, which stays open, the file ends with the process.
+    const std::string nameless = "/proc/self/fd/" + std::to_string(file);
+    if (access(nameless.c_str(), W_OK) == 0 && unlink(path.c_str()) == 0) {
+        return HostWidePath(nameless);
+    }
     close(file);
     return HostWidePath(path);
 }
@@ -57,8 +62,12 @@ void HostCatchStopSignals() {
     action.sa_handler = RememberStop;
     action.sa_flags = SA_RESTART;
     sigemptyset(&action.sa_mask);
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
+    for (const int signalNumber : {SIGINT, SIGTERM}) {
+        struct sigaction before {};
+        if (sigaction(signalNumber, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
+            sigaction(signalNumber, &action, nullptr);
+        }
+    }
 }
 
 int HostStopExitCode() {
@@ -66,11 +75,12 @@ int HostStopExitCode() {
     return signalNumber == 0 ? 0 : 128 + signalNumber;
 }
 
-// A closed pipe then shows as a failed write, which the tool reports. A standard stream that was
-// closed before the start gets a file that takes no such transfer: the next file to be opened would
-// take its number and what is printed would land in it.
+// A closed pipe or a file at its size limit then shows as a failed write, which the tool reports. A
+// standard stream that was closed before the start gets a file that takes no such transfer: the
+// next file to be opened would take its number and what is printed would land in it.
 void HostPrepareOutput() {
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
         if (fcntl(stream, F_GETFD) < 0) {
             open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);

@@ -13,9 +13,10 @@
 
 namespace {
 
+// Empty when it is gone.
 std::string WorkingFolder() {
     const std::unique_ptr<char, decltype(&std::free)> folder(getcwd(nullptr, 0), &std::free);
-    return folder != nullptr ? folder.get() : "/";
+    return folder != nullptr ? folder.get() : "";
 }
 
 // Bytes of a library path; empty when it has none.
@@ -59,8 +60,11 @@ void Descend(std::string* path, std::string_view component) {
 }  // namespace
 
 WString HostWidePath(std::string_view argument) {
-    std::string whole = argument.starts_with('/') ? "" : WorkingFolder() + '/';
-    whole += argument;
+    const std::string folder = argument.starts_with('/') ? "/" : WorkingFolder();
+    if (argument.empty() || folder.empty()) {
+        return WString();
+    }
+    const std::string whole = Joined(folder, std::string(argument));
     std::string path;
     for (std::size_t start = 0; start < whole.size();) {
         const std::size_t end = std::min(whole.find('/', start), whole.size());
@@ -80,12 +84,20 @@ bool HostIsFolder(const WString& path) {
     return GetStatus(path, &status) && S_ISDIR(status.st_mode);
 }
 
+bool HostIsRegularFile(const WString& path) {
+    struct stat status;
+    return GetStatus(path, &status) && S_ISREG(status.st_mode);
+}
+
 WString HostParentFolder(const WString& path) {
     return WideFromPath(ParentBytes(BytesOf(path)));
 }
 
 WString HostResolvedPath(const WString& path) {
-    const std::string whole = BytesOf(path);
+    std::string whole = BytesOf(path);
+    if (!whole.starts_with('/')) {
+        whole.insert(0, WorkingFolder() + '/');
+    }
     std::string existing = whole;
     for (;;) {
         const std::unique_ptr<char, decltype(&std::free)> resolved(

@@ -112,6 +112,11 @@ bool HostIsFolder(const WString& path) {
     return information && (information->dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
+bool HostIsRegularFile(const WString& path) {
+    const OwnedHandle file = OpenForQuery(path);
+    return file && GetFileType(file.get()) == FILE_TYPE_DISK && !HostIsFolder(path);
+}
+
 WString HostParentFolder(const WString& path) {
     const std::size_t separator = path.find_last_of(L'\\');
     if (separator == WString::npos || IsRoot(path)) {
@@ -121,7 +126,8 @@ WString HostParentFolder(const WString& path) {
     return IsRoot(withSeparator) ? withSeparator : path.substr(0, separator);
 }
 
-WString HostResolvedPath(const WString& path) {
+WString HostResolvedPath(const WString& given) {
+    const WString path = FullPath(given);
     if (const OwnedHandle file = OpenForQuery(path)) {
         return FinalPath(file.get());
     }

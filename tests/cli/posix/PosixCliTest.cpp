@@ -14,7 +14,7 @@ namespace {
 class PosixCliTest : public CliFixture {
 protected:
     // A detect run that holds its lock and waits: its first message does not fit the full pipe.
-    void StartBlocked() {
+    void StartBlocked(bool ignoringInterrupts = false) {
         ASSERT_EQ(pipe2(m_pipe, O_NONBLOCK), 0);
         while (write(m_pipe[1], "x", 1) == 1) {
         }
@@ -23,12 +23,16 @@ protected:
         m_child = fork();
         if (m_child == 0) {
             dup2(m_pipe[1], 2);
+            std::signal(SIGINT, ignoringInterrupts ? SIG_IGN : SIG_DFL);
             setenv("TMPDIR", temporary.c_str(), 1);
             execl(FENWICKEL_TOOL, "fenwickel", "detect", "--base", "s/b", "--syncing", "s/s",
                   "--deleted", "s/d", "tree", nullptr);
             _exit(127);
         }
         while (ReadBytes("s/b.lock").find('\n') == std::string::npos) {
+            siginfo_t ended{};  // left waitable: its id must stay its own until Finish
+            waitid(P_PID, m_child, &ended, WEXITED | WNOHANG | WNOWAIT);
+            ASSERT_EQ(ended.si_pid, 0) << "the run ended early";
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
     }
@@ -60,6 +64,14 @@ TEST_F(PosixCliTest, AFirstSignalStopsTheRunAndDiscardsItsFiles) {
     }
 }
 
+TEST_F(PosixCliTest, AnInterruptIgnoredFromTheStartStaysIgnored) {
+    StartBlocked(true);
+    kill(m_child, SIGINT);
+    kill(m_child, SIGTERM);
+    const int status = Finish();
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 143) << status;
+}
+
 TEST_F(PosixCliTest, ASecondSignalEndsAtOnceAndTheLockIsFree) {
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP() << "the thread sanitizer holds signals back while a write blocks";
@@ -88,7 +100,41 @@ TEST_F(PosixCliTest, AnOutputThatTakesNothingIsAFailureAndLeavesNothingPending) 
             EXPECT_FALSE(std::filesystem::exists("s/s") || std::filesystem::exists("s/b"));
         }
     }
+    WriteBytes("s/b", "");
+    const std::string dump = FENWICKEL_TOOL " dump s/b >&" + std::to_string(m_pipe[1]);
+    EXPECT_EQ(std::system(dump.c_str()), 0) << "its reader has seen enough";
     close(m_pipe[1]);
+}
+
+TEST_F(PosixCliTest, OddSurroundings) {
+    const std::string state = kState;
+    const std::string longName(300, 'n');
+    const struct {
+        std::string before;
+        std::string arguments;
+        int exitCode;
+        const char* words;
+    } cases[] = {
+        {"mkdir g; cd g; rmdir ../g;", "dump x", 2, "the working folder is gone"},
+        {"mkfifo s/fifo;", "detect tree --base s/b --syncing s/s --deleted s/fifo", 2, "--deleted"},
+        {"", "detect tree --base /proc/b --syncing s/s --deleted s/d", 2, "two file systems"},
+        {"", "detect " + state + longName, 1, "(206): shorten it"},
+        {"", "detect --json " + state + "$(printf 'n\\377')", 1, "n\xEF\xBF\xBD"},
+        {"FENWICKEL_LOG=s/../s/b", "detect tree " + state, 2, "FENWICKEL_LOG and --base"},
+        {"FENWICKEL_LOG=s/b.lock", "detect tree " + state, 2, "FENWICKEL_LOG and the lock"},
+        {"FENWICKEL_LOG=no/log", "detect tree " + state, 0, "going on without it"},
+        {"ulimit -f 0;", "discard " + state, 0, ""},
+        {"", "detect tree " + state, 0, ""},
+        {"", "commit " + state + " >/dev/full", 1, "committed, but"},
+    };
+    for (const auto& test : cases) {
+        const std::string line = test.before + " " FENWICKEL_TOOL " 2>&1 " + test.arguments;
+        FILE* const output = popen(line.c_str(), "r");
+        char text[8192] = {};
+        fread(text, 1, sizeof text - 1, output);
+        EXPECT_EQ(WEXITSTATUS(pclose(output)), test.exitCode) << line << text;
+        EXPECT_NE(std::string(text).find(test.words), std::string::npos) << line << text;
+    }
 }
 
 TEST_F(PosixCliTest, OddNamesAndLongPaths) {
