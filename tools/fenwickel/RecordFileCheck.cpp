@@ -16,7 +16,8 @@ constexpr std::size_t kLongestLock = 16;  // a process id and a line feed
 
 Failure NotOurs(const StateRole& role, const char* what) {
     return {ExitCode::Usage, std::string(role.name) + " " + Quoted(role.path) + " is not a " +
-                                 what + ": name another"};
+                                 what +
+                                 ": name another file, or remove this one if nobody needs it"};
 }
 
 // The first bytes of the file, whoever else has it open; none when it has just gone.
@@ -24,10 +25,14 @@ std::string Start(const WString& path, const char* remedy) {
     const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                     nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     std::string bytes(kStartBytes, '\0');
-    DWORD count = 0;
-    const bool read =
-        file != INVALID_HANDLE_VALUE &&
-        ReadFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr);
+    std::size_t filled = 0;
+    DWORD count = 1;
+    bool read = file != INVALID_HANDLE_VALUE;
+    while (read && count != 0 && filled < kStartBytes) {
+        read = ReadFile(file, bytes.data() + filled, static_cast<DWORD>(kStartBytes - filled),
+                        &count, nullptr);
+        filled += count;
+    }
     const DWORD code = read ? ERROR_SUCCESS : GetLastError();
     if (file != INVALID_HANDLE_VALUE) {
         CloseHandle(file);
@@ -39,7 +44,7 @@ std::string Start(const WString& path, const char* remedy) {
         throw SystemFailure(code == ERROR_SHARING_VIOLATION ? ExitCode::Held : ExitCode::Failed,
                             "read", path, code, remedy);
     }
-    bytes.resize(count);
+    bytes.resize(filled);
     return bytes;
 }
 
