@@ -75,8 +75,8 @@ int TakeEffect(const StateFiles& state) {
     database.SetDBContext(context);
     const auto end = std::chrono::steady_clock::now() + kPatience;
     int code = database.TakeEffectNewSyncDB();
-    while (code == static_cast<int>(ERROR_SHARING_VIOLATION) && IsGone(state.base) &&
-           HostStopExitCode() == 0 && std::chrono::steady_clock::now() < end) {
+    while (code == static_cast<int>(ERROR_SHARING_VIOLATION) && HostStopExitCode() == 0 &&
+           std::chrono::steady_clock::now() < end) {
         std::this_thread::sleep_for(kNap);
         code = database.TakeEffectNewSyncDB();
     }
@@ -95,7 +95,9 @@ void Commit(const StateFiles& state, const LibraryLog& log) {
     }
     const std::string words = log.LastFailure();
     const bool baseGone = IsGone(state.base);
-    throw Failure(ExitCode::Failed, code,
+    throw Failure(code == static_cast<int>(ERROR_SHARING_VIOLATION) && !baseGone ? ExitCode::Held
+                                                                                 : ExitCode::Failed,
+                  code,
                   "cannot commit " + Quoted(state.syncing) + ": " +
                       (words.empty() ? "" : words + ": ") + Reason(code) + ": " +
                       (baseGone ? "the base is gone, the new listing is whole: put that right and "

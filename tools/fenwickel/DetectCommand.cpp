@@ -39,9 +39,11 @@ void CheckBase(const WString& base) {
         RecordReader reader(base);
         size = reader.FileSize();
         if (const auto damage = reader.Check()) {
-            throw Failure(ExitCode::Damaged,
-                          "previous listing " + Quoted(base) + " is " + damage->Text() +
-                              ": restore it, or delete it to start over with every file new");
+            throw Failure(
+                ExitCode::Damaged,
+                "previous listing " + Quoted(base) + " is " + damage->Text() +
+                    ": restore it, or delete it and run fenwickel discard to start over with "
+                    "every file new");
         }
     }
     if (size == 0) {
@@ -59,10 +61,9 @@ void RequireNoHalfCommit(const StateFiles& state) {
     RecordReader reader(state.syncing);
     if (!reader.Check() && reader.FileSize() != 0) {
         throw Failure(ExitCode::Failed,
-                      "an earlier commit was interrupted: " + Quoted(state.base) + " is gone and " +
-                          Quoted(state.syncing) +
-                          " is whole: finish it with fenwickel commit, or start over with "
-                          "fenwickel discard");
+                      Quoted(state.base) + " is gone and " + Quoted(state.syncing) +
+                          " is whole: if a commit was interrupted, finish it with fenwickel "
+                          "commit; if you deleted the first, start over with fenwickel discard");
     }
 }
 

@@ -127,7 +127,8 @@ LibraryLog::~LibraryLog() {
     }
 }
 
-// A path in a message may hold line feeds: a message lasts until the next one begins.
+// A file that other programs write to as well may hold other lines: a message lasts until the next
+// one begins.
 std::vector<std::string> LibraryLog::OwnMessages() const {
     const std::string text = m_path.empty() ? "" : Tail(m_path, m_start);
     std::vector<std::string> messages;

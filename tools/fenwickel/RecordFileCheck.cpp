@@ -12,6 +12,7 @@
 namespace {
 
 constexpr std::size_t kStartBytes = SYNC_RECORD_HEADER_SIZE + SYNC_RECORD_MAX_SIZE;
+constexpr std::size_t kChunkBytes = 65536;
 constexpr std::size_t kLongestLock = 16;  // a process id and a line feed
 
 Failure NotOurs(const StateRole& role, const char* what) {
@@ -20,18 +21,39 @@ Failure NotOurs(const StateRole& role, const char* what) {
                                  ": name another file, or remove this one if nobody needs it"};
 }
 
-// The first bytes of the file, whoever else has it open; none when it has just gone.
+// Reads up to the given number of bytes; fewer at the end of the file. False with the last error
+// set when it cannot be read.
+bool ReadUpTo(HANDLE file, std::size_t most, std::string* bytes) {
+    bytes->assign(most, '\0');
+    std::size_t filled = 0;
+    DWORD count = 1;
+    while (count != 0 && filled < most) {
+        if (!ReadFile(file, bytes->data() + filled, static_cast<DWORD>(most - filled), &count,
+                      nullptr)) {
+            return false;
+        }
+        filled += count;
+    }
+    bytes->resize(filled);
+    return true;
+}
+
+bool AllZero(std::string_view bytes) {
+    return std::all_of(bytes.begin(), bytes.end(), [](char byte) { return byte == 0; });
+}
+
+// The first bytes of the file, whoever else has it open; none when it has just gone. A file that is
+// zero throughout counts as empty: after a loss of power, what was not yet flushed may come back
+// like that.
 std::string Start(const WString& path, const char* remedy) {
     const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                     nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    std::string bytes(kStartBytes, '\0');
-    std::size_t filled = 0;
-    DWORD count = 1;
-    bool read = file != INVALID_HANDLE_VALUE;
-    while (read && count != 0 && filled < kStartBytes) {
-        read = ReadFile(file, bytes.data() + filled, static_cast<DWORD>(kStartBytes - filled),
-                        &count, nullptr);
-        filled += count;
+    std::string bytes;
+    std::string more;
+    bool read = file != INVALID_HANDLE_VALUE && ReadUpTo(file, kStartBytes, &bytes);
+    bool isZero = read && AllZero(bytes);
+    for (more = bytes; isZero && !more.empty(); isZero = read && AllZero(more)) {
+        read = ReadUpTo(file, kChunkBytes, &more);
     }
     const DWORD code = read ? ERROR_SUCCESS : GetLastError();
     if (file != INVALID_HANDLE_VALUE) {
@@ -42,10 +64,10 @@ std::string Start(const WString& path, const char* remedy) {
     }
     if (!read) {
         throw SystemFailure(code == ERROR_SHARING_VIOLATION ? ExitCode::Held : ExitCode::Failed,
-                            "read", path, code, remedy);
+                            "read", path, code,
+                            code == ERROR_FILENAME_EXCED_RANGE ? "shorten it" : remedy);
     }
-    bytes.resize(filled);
-    return bytes;
+    return isZero ? std::string() : bytes;
 }
 
 // A first record that is cut off is judged by the part that is there.
@@ -67,20 +89,13 @@ bool BeginsRecord(std::string_view bytes) {
 }
 
 bool BeginsRecordFile(std::string_view bytes) {
-    if (bytes.empty()) {
-        return true;
-    }
-    if (bytes.size() < SYNC_RECORD_HEADER_SIZE) {
-        return false;
-    }
-    const auto reserved = [&](std::size_t from, std::size_t end) {
-        return std::all_of(bytes.begin() + from, bytes.begin() + end,
-                           [](char byte) { return byte == 0; });
-    };
     constexpr std::size_t kCountAt = offsetof(unSyncRecordFileHeader, stFields.llRecordCount);
-    return reserved(0, kCountAt) &&
-           reserved(kCountAt + sizeof(std::int64_t), SYNC_RECORD_HEADER_SIZE) &&
-           BeginsRecord(bytes.substr(SYNC_RECORD_HEADER_SIZE));
+    constexpr std::size_t kCountEnd = kCountAt + sizeof(std::int64_t);
+    const std::string_view header = bytes.substr(0, SYNC_RECORD_HEADER_SIZE);
+    return AllZero(header.substr(0, kCountAt)) &&
+           (header.size() <= kCountEnd || AllZero(header.substr(kCountEnd))) &&
+           (bytes.size() <= SYNC_RECORD_HEADER_SIZE ||
+            BeginsRecord(bytes.substr(SYNC_RECORD_HEADER_SIZE)));
 }
 
 bool IsLock(std::string_view bytes) {
