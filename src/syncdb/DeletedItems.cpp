@@ -127,14 +127,7 @@ int CSyncFileDatabase::AppendUnseenRecords(char* buffer, int recordCount, std::u
             }
         }
     }
-    if (groups.StoppedAtDamage()) {
-        return LogFailure(SYNC_EC_FAILED,
-                          WIDE("[SYNC]:[%s]:damaged record in base database:[%s] at "
-                               "offset:[%I64d].EC:[%d]."),
-                          WIDE("CSyncFileDatabase::DumpDeleteItemList"), m_strBaseDBPath.c_str(),
-                          groups.FileOffset(), SYNC_EC_FAILED);
-    }
-    return 0;
+    return groups.End(WIDE("CSyncFileDatabase::DumpDeleteItemList"), m_strBaseDBPath);
 }
 
 int CSyncFileDatabase::AppendIfUnseen(stSynFileDescOnUpload* record, const std::uint8_t key[16],

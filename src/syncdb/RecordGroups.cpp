@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "dbglog/DbgLogger.h"
+#include "fenwickel/SyncCodes.h"
 #include "syncdb/CacheKey.h"
 
 bool IsWellFormedRecord(const stSynFileDescOnUpload* record) {
@@ -41,4 +43,14 @@ std::size_t RecordGroups::Next() {
         ComputeCacheKeys(m_records, count, m_nodes);
     }
     return count;
+}
+
+int RecordGroups::End(const WCHAR* function, const WString& basePath) const {
+    if (m_left == 0) {
+        return 0;
+    }
+    return LogFailure(SYNC_EC_FAILED,
+                      WIDE("[SYNC]:[%s]:damaged record in base database:[%s] at "
+                           "offset:[%I64d].EC:[%d]."),
+                      function, basePath.c_str(), m_fileOffset, SYNC_EC_FAILED);
 }

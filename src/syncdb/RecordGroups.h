@@ -25,9 +25,9 @@ public:
     stSynFileDescOnUpload* Record(std::size_t i) { return m_records[i]; }
     const stSyncDBCacheNode& Node(std::size_t i) const { return m_nodes[i]; }
 
-    // After Next answered 0: whether a damaged record ended the walk, and where in the file.
-    bool StoppedAtDamage() const { return m_left > 0; }
-    std::int64_t FileOffset() const { return static_cast<std::int64_t>(m_fileOffset); }
+    // After Next answered 0: 0 at the end of the chunk. In front of a damaged record
+    // SYNC_EC_FAILED, with a message of the given function that names the base file and the offset.
+    int End(const WCHAR* function, const WString& basePath) const;
 
 private:
     char* m_next;

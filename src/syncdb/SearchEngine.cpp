@@ -81,14 +81,7 @@ int CSyncFileDatabase::InsertBaseRecords(char* buffer, int recordCount, std::uin
             m_dbCache.Insert(groups.Node(i).abyKey, groups.Node(i).ullAttrHash, SYNC_ITEM_DELETED);
         }
     }
-    if (groups.StoppedAtDamage()) {
-        return LogFailure(SYNC_EC_FAILED,
-                          WIDE("[SYNC]:[%s]:damaged record in base database:[%s] at "
-                               "offset:[%I64d].EC:[%d]."),
-                          WIDE("CSyncFileDatabase::BuildSearchEngine"), m_strBaseDBPath.c_str(),
-                          groups.FileOffset(), SYNC_EC_FAILED);
-    }
-    return 0;
+    return groups.End(WIDE("CSyncFileDatabase::BuildSearchEngine"), m_strBaseDBPath);
 }
 
 int CSyncFileDatabase::CreateCacheKey(stSynFileDescOnUpload* record, stSyncDBCacheNode& node) {
