@@ -16,7 +16,7 @@
 
 namespace {
 
-// How long a commit waits for readers once the base is deleted.
+// How long a commit waits for readers of the two listings.
 constexpr std::chrono::seconds kPatience{10};
 constexpr std::chrono::milliseconds kNap{10};
 
@@ -66,9 +66,9 @@ void RequireUnheld(const WString& path) {
     }
 }
 
-// Somebody who reads the new listing may come between the deletion of the base and the renaming.
-// The commit goes on where it was, so it waits for the reader instead of leaving the state like
-// that.
+// Somebody who reads a listing may come after the question above, at worst between the deletion of
+// the base and the renaming. A commit that is repeated goes on where it was, so it waits for the
+// reader instead of leaving the state like that.
 int TakeEffect(const StateFiles& state) {
     stSyncFileDbContext context = DatabaseContext(state);
     CSyncFileDatabase database;
@@ -93,13 +93,11 @@ void Commit(const StateFiles& state, const LibraryLog& log) {
                                             ": it could not be looked up: make its folder "
                                             "readable and commit again");
     }
-    const std::string words = log.LastFailure();
     const bool baseGone = IsGone(state.base);
     throw Failure(code == static_cast<int>(ERROR_SHARING_VIOLATION) && !baseGone ? ExitCode::Held
                                                                                  : ExitCode::Failed,
                   code,
-                  "cannot commit " + Quoted(state.syncing) + ": " +
-                      (words.empty() ? "" : words + ": ") + Reason(code) + ": " +
+                  "cannot commit " + Quoted(state.syncing) + ": " + log.Cause(code) + ": " +
                       (baseGone ? "the base is gone, the new listing is whole: put that right and "
                                   "commit again"
                                 : "put that right and commit again; the base is unchanged"));

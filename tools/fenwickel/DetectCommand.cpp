@@ -83,10 +83,9 @@ const char* RemedyFor(int code) {
 }
 
 Failure RunFailure(int code, const LibraryLog& log) {
-    const std::string words = log.LastFailure();
     return {code == ERROR_SHARING_VIOLATION ? ExitCode::Held : ExitCode::Failed, code,
-            "cannot detect changes: " + (words.empty() ? "" : words + ": ") + Reason(code) + ": " +
-                RemedyFor(code) + "; the previous listing is unchanged"};
+            "cannot detect changes: " + log.Cause(code) + ": " + RemedyFor(code) +
+                "; the previous listing is unchanged"};
 }
 
 int Generate(const DetectOptions& options, std::vector<stPathPair>& pairs,

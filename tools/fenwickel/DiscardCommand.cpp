@@ -34,11 +34,9 @@ void Discard(const StateFiles& state, const LibraryLog& log) {
                           " could not be looked up: make its folder readable "
                           "and discard again");
     }
-    const std::string words = log.LastFailure();
     throw Failure(
         code == static_cast<int>(ERROR_SHARING_VIOLATION) ? ExitCode::Held : ExitCode::Failed, code,
-        "cannot discard the run: " + (words.empty() ? "" : words + ": ") + Reason(code) +
-            ": put that right and discard again");
+        "cannot discard the run: " + log.Cause(code) + ": put that right and discard again");
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <utility>
 
 #include "ExitCodes.h"
 #include "Failure.h"
@@ -74,12 +75,7 @@ void RequireNotOfState(const WString& path, const StateFiles& state) {
         return;
     }
     for (const StateRole& role : Roles(state)) {
-        if (HostResolvedPath(path) == HostResolvedPath(role.path) ||
-            HostSameFile(path, role.path)) {
-            throw Failure(ExitCode::Usage, "FENWICKEL_LOG and " + std::string(role.name) +
-                                               " are both " + Quoted(role.path) +
-                                               ": give each its own file");
-        }
+        RequireDistinct({"FENWICKEL_LOG", path}, role);
     }
 }
 
@@ -127,22 +123,24 @@ LibraryLog::~LibraryLog() {
     }
 }
 
-// A file that other programs write to as well may hold other lines: a message lasts until the next
-// one begins.
+// A message is one line. A file that other programs write to as well may hold other lines.
 std::vector<std::string> LibraryLog::OwnMessages() const {
     const std::string text = m_path.empty() ? "" : Tail(m_path, m_start);
     std::vector<std::string> messages;
     for (std::size_t at = 0; at < text.size();) {
         const std::size_t end = std::min(text.find('\n', at), text.size());
-        const std::string line = text.substr(at, end - at);
-        if (messages.empty() || line.starts_with(kMessageStart)) {
-            messages.push_back(line);
-        } else {
-            messages.back() += '\n' + line;
+        std::string line = text.substr(at, end - at);
+        if (line.starts_with(kMessageStart)) {
+            messages.push_back(std::move(line));
         }
         at = end + 1;
     }
     return messages;
+}
+
+std::string LibraryLog::Cause(int code) const {
+    const std::string words = LastFailure();
+    return (words.empty() ? "" : words + ": ") + Reason(code);
 }
 
 std::string LibraryLog::LastFailure() const {

@@ -20,12 +20,16 @@ public:
     LibraryLog& operator=(const LibraryLog&) = delete;
     ~LibraryLog();
 
+    // Why an operation of the library failed with the code: the library's words, if there are any,
+    // then the code's text.
+    std::string Cause(int code) const;
+
+private:
     // The message with which the last failure began: the library tells one failure several times,
     // from the call that met it outwards, and the first of these lines names the file. One line for
     // people; empty when there is none.
     std::string LastFailure() const;
 
-private:
     bool OpenNamed();
     std::vector<std::string> OwnMessages() const;
 

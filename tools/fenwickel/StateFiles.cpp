@@ -8,15 +8,6 @@
 
 namespace {
 
-void RequireDistinct(const StateRole& first, const StateRole& second) {
-    if (HostResolvedPath(first.path) == HostResolvedPath(second.path) ||
-        HostSameFile(first.path, second.path)) {
-        throw Failure(ExitCode::Usage, std::string(first.name) + " and " + second.name +
-                                           " are both " + Quoted(second.path) +
-                                           ": give each its own file");
-    }
-}
-
 void RequireFilePath(const StateRole& role) {
     if (HostIsFolder(role.path)) {
         throw Failure(ExitCode::Usage, std::string(role.name) + " " + Quoted(role.path) +
@@ -45,6 +36,15 @@ std::string HolderOf(const WString& lock) {
 }
 
 }  // namespace
+
+void RequireDistinct(const StateRole& first, const StateRole& second) {
+    if (HostResolvedPath(first.path) == HostResolvedPath(second.path) ||
+        HostSameFile(first.path, second.path)) {
+        throw Failure(ExitCode::Usage, std::string(first.name) + " and " + second.name +
+                                           " are both " + Quoted(second.path) +
+                                           ": give each its own file");
+    }
+}
 
 WString PathArgument(const std::string& name, const std::string& argument) {
     if (argument.empty()) {
