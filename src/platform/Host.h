@@ -70,6 +70,69 @@ int HostStopExitCode();
 // file specified". Empty when it says nothing.
 std::string HostErrorText(std::uint32_t code);
 
+// True when the standard stream (1 output, 2 error) is a terminal that shows colours by ANSI escape
+// sequences, which it is told to do where it must be told, and the user does not refuse colours by
+// a NO_COLOR that is not empty.
+bool HostEnableColours(int stream);
+
+// Where the tool keeps what outlives a run, in the library's form: fenwickel in the user's folder
+// for such things. It need not exist. Empty when that is unknown.
+WString HostStateFolder();
+
+// What a wait for input ended with.
+enum class HostInput { Line, Nothing, End };
+
+// Waits for the next line of standard input, at most so long. Line: *line has it without its end,
+// the last one also when it had none. Nothing: the time was over, or a caught stop request came,
+// which ends the wait at once. End: no line will follow. To be called by one thread; nothing else
+// may read standard input then.
+HostInput HostReadLine(std::string* line, std::uint32_t milliseconds);
+
 // Puts standard output into a mode that keeps UTF-8 bytes and line feeds as written, and in which
 // writing to a closed pipe, or beyond the limit on file sizes, fails instead of ending the process.
 void HostPrepareOutput();
+
+// The path of this program, as HostChild::Start takes it.
+std::string HostOwnProgram();
+
+// A running process.
+struct HostProcess {
+    std::uint32_t id = 0;
+    WString name;  // file name of its executable, as the library has it; of the process itself
+                   // where that is hidden
+};
+
+// All running processes that this account may see, in no order.
+std::vector<HostProcess> HostProcesses();
+
+// True while a process with the id runs (also one of another account).
+bool HostProcessRuns(std::uint32_t id);
+
+// A child process, owned: the destructor kills one that still runs and waits for its end.
+class HostChild {
+public:
+    // Starts the program command[0] with the rest as arguments. Standard streams are this
+    // process's own, except that input is empty. An object without a process when it cannot be
+    // started, with the last error set.
+    static HostChild Start(const std::vector<std::string>& command);
+
+    HostChild() = default;
+    HostChild(HostChild&& other) noexcept;
+    HostChild& operator=(HostChild&& other) noexcept;
+    ~HostChild();
+
+    explicit operator bool() const { return handle_ != 0; }
+    std::uint32_t Id() const { return id_; }
+
+    // Ends it at once, as SIGKILL does.
+    void Kill();
+
+    // Its exit code, 128 + N after signal N; nothing when it still runs after the time. Once the
+    // end was seen, further calls give the same answer.
+    std::optional<int> Wait(std::uint32_t milliseconds);
+
+private:
+    std::intptr_t handle_ = 0;  // process handle on Windows, process id elsewhere
+    std::uint32_t id_ = 0;
+    std::optional<int> exitCode_;
+};

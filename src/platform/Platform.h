@@ -8,6 +8,7 @@
 #include "fenwickel/Types.h"
 
 #ifdef _WIN32
+#include <rpc.h>
 #include <shlwapi.h>
 #else
 #include "platform/posix/WindowsApi.h"

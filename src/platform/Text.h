@@ -28,3 +28,9 @@ WString WideFromUtf8(std::string_view text);
 
 // True when the text holds no lone surrogate, so that UTF-8 carries it exactly.
 bool IsValidUtf16(std::basic_string_view<WCHAR> text);
+
+// Upper case, unit by unit, by the simple mapping of Unicode; never by the locale.
+WString UpperCase(std::basic_string_view<WCHAR> text);
+
+// True when the texts differ in letter case at most.
+bool EqualNoCase(std::basic_string_view<WCHAR> first, std::basic_string_view<WCHAR> second);

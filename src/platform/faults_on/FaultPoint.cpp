@@ -7,6 +7,7 @@
 #include <atomic>
 #include <charconv>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -17,7 +18,7 @@
 namespace {
 
 constexpr std::size_t kNameCapacity = 48;
-constexpr std::size_t kMostFunctions = 64;
+constexpr std::size_t kMostFunctions = 128;
 constexpr DWORD kShortTransfer = 256;  // fits into small files, too
 
 struct Counter {
@@ -47,6 +48,7 @@ constinit Counter counters[kMostFunctions]{};
 constinit int traceFile = -1;
 
 constinit thread_local bool shortTransfer = false;
+constinit thread_local const char* scopeName = nullptr;
 
 void CopyName(char* target, std::string_view name) {
     const std::size_t length = std::min(name.size(), kNameCapacity - 1);
@@ -158,25 +160,29 @@ void TraceLocked(std::string_view function) {
 bool HitsLocked(std::string_view function) {
     Counter* const counter = FindCounter(function);
     ++counter->calls;
-    ++allCalls;
+    allCalls += scopeName == nullptr ? 1 : 0;
     const std::string_view wanted = fault.function;
-    if (!armed || (wanted != "*" && wanted != function)) {
+    const bool wantsAny = wanted == "*" && scopeName == nullptr;
+    if (!armed || (!wantsAny && wanted != function)) {
         return false;
     }
-    const long long calls = wanted == "*" ? allCalls : counter->calls;
+    const long long calls = wantsAny ? allCalls : counter->calls;
     const bool hit =
         fault.mode == FaultMode::FromThenOn ? calls >= fault.nthCall : calls == fault.nthCall;
     hits += hit ? 1 : 0;
     return hit;
 }
 
-bool CountCall(std::string_view function) {
+bool CountCall(const char* plainFunction) {
     const std::lock_guard guard(lock);
     ReadEnvironmentLocked();
     shortTransfer = false;
     if (state.load(std::memory_order_relaxed) == kIdle) {
         return false;
     }
+    char function[kNameCapacity];
+    std::snprintf(function, kNameCapacity, "%s%s%s", scopeName != nullptr ? scopeName : "",
+                  scopeName != nullptr ? "/" : "", plainFunction);
     TraceLocked(function);
     if (!HitsLocked(function)) {
         return false;
@@ -201,6 +207,18 @@ DWORD FaultLimit(const char*, DWORD byteCount) {
     const bool isShort = shortTransfer;
     shortTransfer = false;
     return isShort ? std::min(byteCount / 2, kShortTransfer) : byteCount;
+}
+
+FaultScope::FaultScope(const char* name) : outermost_(scopeName == nullptr) {
+    if (outermost_) {
+        scopeName = name;
+    }
+}
+
+FaultScope::~FaultScope() {
+    if (outermost_) {
+        scopeName = nullptr;
+    }
 }
 
 void FaultArm(const char* function, long long nthCall, FaultMode mode, DWORD code) {

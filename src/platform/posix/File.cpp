@@ -9,6 +9,7 @@
 #include "platform/posix/FileLock.h"
 #include "platform/posix/Handle.h"
 #include "platform/posix/Names.h"
+#include "platform/posix/Security.h"
 
 namespace {
 
@@ -68,6 +69,26 @@ bool PlanDisposition(DWORD disposition, OpenPlan* plan) {
     }
 }
 
+// Opens as planned; a file that this call makes is open to every account, whatever the umask.
+Descriptor OpenForAll(const std::string& path, const OpenPlan& plan) {
+    constexpr mode_t kEveryone = 0666;
+    Descriptor made = OpenLocked(path, plan.flags | O_EXCL, plan.lockOperation, plan.regularOnly);
+    if (made) {
+        // Where a file system has no modes, the file is as open as it can be.
+        static_cast<void>(fchmod(made.get(), kEveryone));
+        return made;
+    }
+    if (GetLastError() != ERROR_FILE_EXISTS || (plan.flags & O_EXCL) != 0) {
+        return made;
+    }
+    // Some systems refuse to open another account's file in a shared folder with O_CREAT.
+    Descriptor found =
+        OpenLocked(path, plan.flags & ~O_CREAT, plan.lockOperation, plan.regularOnly);
+    return !found && GetLastError() == ERROR_FILE_NOT_FOUND
+               ? OpenLocked(path, plan.flags, plan.lockOperation, plan.regularOnly)
+               : std::move(found);
+}
+
 // Reads or writes until everything is moved, the file ends or an error comes; true without error.
 template <typename Step>
 bool TransferAll(DWORD byteCount, DWORD* moved, Step step) {
@@ -97,18 +118,23 @@ HANDLE CreateFileW(const WCHAR* path, DWORD access, DWORD share, SECURITY_ATTRIB
     if (FaultFails("CreateFileW")) {
         return INVALID_HANDLE_VALUE;
     }
+    constexpr DWORD kWithoutEffect = FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN;
     OpenPlan plan;
     if (!PlanAccess(access, &plan) || !PlanSharing(access, share, &plan) ||
-        !PlanDisposition(disposition, &plan) || security != nullptr || templateFile != nullptr ||
-        (attributes & ~FILE_ATTRIBUTE_NORMAL) != 0) {
+        !PlanDisposition(disposition, &plan) || templateFile != nullptr ||
+        (attributes & ~kWithoutEffect) != 0) {
         SetLastError(ERROR_NOT_SUPPORTED);
         return INVALID_HANDLE_VALUE;
     }
     std::string bytes;
-    if (!PathFromWide(path, &bytes)) {
+    bool openToAll = false;
+    if (!ReadSecurity(security, &openToAll) || !PathFromWide(path, &bytes)) {
         return INVALID_HANDLE_VALUE;
     }
-    Descriptor descriptor = OpenLocked(bytes, plan.flags, plan.lockOperation, plan.regularOnly);
+    Descriptor descriptor =
+        openToAll && (plan.flags & O_CREAT) != 0
+            ? OpenForAll(bytes, plan)
+            : OpenLocked(bytes, plan.flags, plan.lockOperation, plan.regularOnly);
     if (!descriptor) {
         return INVALID_HANDLE_VALUE;
     }
@@ -176,15 +202,13 @@ BOOL SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, LARGE_INTEGER* positi
     if (object == nullptr) {
         return FALSE;
     }
-    if (method != FILE_BEGIN) {
+    if (method != FILE_BEGIN && method != FILE_END) {
         return Fail(ERROR_NOT_SUPPORTED);
     }
-    if (distance.QuadPart < 0) {
-        return Fail(ERROR_NEGATIVE_SEEK);
-    }
-    const off_t reached = lseek(object->get(), distance.QuadPart, SEEK_SET);
+    const off_t reached =
+        lseek(object->get(), distance.QuadPart, method == FILE_BEGIN ? SEEK_SET : SEEK_END);
     if (reached < 0) {
-        return Fail(TransferError(errno));
+        return Fail(errno == EINVAL ? ERROR_NEGATIVE_SEEK : TransferError(errno));
     }
     if (position != nullptr) {
         position->QuadPart = reached;

@@ -1,6 +1,8 @@
-// What a HANDLE points to: one heap object per open file, search, semaphore, mutex or event.
+// What a HANDLE points to: one heap object per open file, search, semaphore, mutex, event or
+// mapping.
 #pragma once
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <new>
@@ -10,7 +12,7 @@
 #include "platform/Platform.h"
 #include "platform/posix/Errors.h"
 
-enum class ObjectKind { File, Search, Semaphore, Mutex, Event };
+enum class ObjectKind { File, Search, Semaphore, Mutex, Event, Mapping };
 
 // The base of everything behind a handle. Destroying it releases what it holds.
 class Object {
@@ -46,6 +48,19 @@ HANDLE NewHandle(HANDLE onFailure, Arguments&&... arguments) {
         return onFailure;
     }
     return object;
+}
+
+// Moves a new descriptor that has the number of a standard stream, without which the host was
+// started: what the host prints must not end up in it. -1 with errno on failure, or when given -1.
+inline int BesideStandardStreams(int descriptor) {
+    if (descriptor < 0 || descriptor > STDERR_FILENO) {
+        return descriptor;
+    }
+    const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    const int error = errno;
+    close(descriptor);
+    errno = error;
+    return moved;
 }
 
 // Owns a file descriptor.

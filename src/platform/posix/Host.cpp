@@ -2,22 +2,32 @@
 #include "platform/Host.h"
 
 #include <fcntl.h>
+#include <sys/eventfd.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <string_view>
 
+#include "platform/posix/Handle.h"
 #include "platform/posix/Names.h"
+#include "platform/posix/StopDescriptor.h"
 
 namespace {
 
 static_assert(std::atomic<int>::is_always_lock_free, "a signal handler writes it");
 constinit std::atomic<int> stopSignal{0};
+// Becomes readable with the first stop signal; -1 while none is caught. Open to the end.
+constinit std::atomic<int> stopDescriptor{-1};
 
 extern "C" void RememberStop(int signalNumber) {
     int none = 0;
+    const int savedError = errno;
+    eventfd_write(stopDescriptor.load(), 1);
+    errno = savedError;
     if (!stopSignal.compare_exchange_strong(none, signalNumber)) {
         // The second request: as if nobody had caught it. It is delivered when this returns.
         std::signal(signalNumber, SIG_DFL);
@@ -52,12 +62,37 @@ bool HostIsTerminal(int stream) {
     return isatty(stream) != 0;
 }
 
+bool HostEnableColours(int stream) {
+    const char* const refused = std::getenv("NO_COLOR");
+    const char* const terminal = std::getenv("TERM");
+    return HostIsTerminal(stream) && (refused == nullptr || *refused == '\0') &&
+           terminal != nullptr && std::string_view(terminal) != "dumb";
+}
+
+WString HostStateFolder() {
+    const char* const state = std::getenv("XDG_STATE_HOME");
+    if (state != nullptr && state[0] == '/') {
+        return HostWidePath(std::string(state) + "/fenwickel");
+    }
+    const char* const home = std::getenv("HOME");
+    return home != nullptr && home[0] == '/'
+               ? HostWidePath(std::string(home) + "/.local/state/fenwickel")
+               : WString();
+}
+
 int HostTerminalWidth() {
     winsize size{};
     return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
 }
 
+int StopDescriptor() {
+    return stopDescriptor.load();
+}
+
 void HostCatchStopSignals() {
+    if (stopDescriptor.load() < 0) {
+        stopDescriptor.store(BesideStandardStreams(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)));
+    }
     struct sigaction action {};
     action.sa_handler = RememberStop;
     action.sa_flags = SA_RESTART;

@@ -1,14 +1,15 @@
-// Semaphores, mutexes and events without names.
-#include <cstdint>
-
-#include "platform/posix/Waitable.h"
+// Semaphores, mutexes and events: those without names, and the calls on both sorts.
+#include "platform/posix/NamedObject.h"
+#include "platform/posix/ThreadLock.h"
 
 namespace {
 
-class Semaphore final : public Waitable {
+class Semaphore final : public Waitable, private ThreadWait {
 public:
     Semaphore(LONG count, LONG maximum)
         : Waitable(ObjectKind::Semaphore), maximum_(maximum), count_(count) {}
+
+    DWORD Wait(DWORD milliseconds) override { return WaitFor(milliseconds); }
 
     bool Release(LONG releaseCount, LONG* previous) {
         LONG count = count_.load(std::memory_order_relaxed);
@@ -24,7 +25,7 @@ public:
         return true;
     }
 
-protected:
+private:
     bool TryAcquire() override {
         LONG count = count_.load();
         while (count > 0) {
@@ -35,75 +36,53 @@ protected:
         return false;
     }
 
-private:
     const LONG maximum_;
     alignas(kCacheLine) std::atomic<LONG> count_;
 };
 
-// Never 0 and never given twice, unlike the system's own thread numbers.
-std::uint64_t ThreadNumber() {
-    static constinit std::atomic<std::uint64_t> last{0};
-    static thread_local const std::uint64_t number = ++last;
-    return number;
-}
-
-class Mutex final : public Waitable {
+class Mutex final : public MutexObject {
 public:
-    explicit Mutex(bool owned) : Waitable(ObjectKind::Mutex) {
+    explicit Mutex(bool owned) {
         if (owned) {
-            TryAcquire();
+            lock_.WaitFor(0);
         }
     }
 
-    bool Release() {
-        if (owner_.load(std::memory_order_relaxed) != ThreadNumber()) {
-            return false;
-        }
-        if (--depth_ == 0) {
-            owner_.store(0);
-            WakeSleepers();
-        }
-        return true;
-    }
+    DWORD Wait(DWORD milliseconds) override { return lock_.WaitFor(milliseconds); }
 
-protected:
-    bool TryAcquire() override {
-        const std::uint64_t self = ThreadNumber();
-        std::uint64_t owner = owner_.load();
-        if (owner != self && (owner != 0 || !owner_.compare_exchange_strong(owner, self))) {
-            return false;
+    bool Release() override {
+        const bool owned = lock_.OwnedHere();
+        if (owned) {
+            lock_.Release();
         }
-        ++depth_;
-        return true;
+        return owned;
     }
 
 private:
-    alignas(kCacheLine) std::atomic<std::uint64_t> owner_{0};
-    std::uint64_t depth_ = 0;  // written by the owner alone
+    ThreadLock lock_;
 };
 
-class Event final : public Waitable {
+class Event final : public EventObject, private ThreadWait {
 public:
-    Event(bool manualReset, bool set)
-        : Waitable(ObjectKind::Event), manualReset_(manualReset), set_(set) {}
+    Event(bool manualReset, bool set) : manualReset_(manualReset), set_(set) {}
 
-    void Set() {
+    DWORD Wait(DWORD milliseconds) override { return WaitFor(milliseconds); }
+    void Set() override {
         set_.store(true);
         WakeSleepers();
     }
-    void Reset() { set_.store(false); }
-
-protected:
-    bool TryAcquire() override { return set_.load() && (manualReset_ || set_.exchange(false)); }
+    void Reset() override { set_.store(false); }
 
 private:
+    bool TryAcquire() override { return set_.load() && (manualReset_ || set_.exchange(false)); }
+
     const bool manualReset_;
     alignas(kCacheLine) std::atomic<bool> set_;
 };
 
-// What no object can be created with.
-bool RefuseNamed(const SECURITY_ATTRIBUTES* security, const WCHAR* name) {
-    if (security == nullptr && name == nullptr) {
+// What objects without a name cannot be created with.
+bool RefuseSecurity(const SECURITY_ATTRIBUTES* security) {
+    if (security == nullptr) {
         return false;
     }
     SetLastError(ERROR_NOT_SUPPORTED);
@@ -115,7 +94,9 @@ Waitable* WaitableOf(HANDLE handle) {
         return nullptr;
     }
     auto* const object = static_cast<Object*>(handle);
-    const bool waits = object->kind() != ObjectKind::File && object->kind() != ObjectKind::Search;
+    const ObjectKind kind = object->kind();
+    const bool waits =
+        kind == ObjectKind::Semaphore || kind == ObjectKind::Mutex || kind == ObjectKind::Event;
     return waits ? static_cast<Waitable*>(object) : nullptr;
 }
 
@@ -123,7 +104,11 @@ Waitable* WaitableOf(HANDLE handle) {
 
 HANDLE CreateSemaphoreW(SECURITY_ATTRIBUTES* security, LONG initialCount, LONG maximumCount,
                         const WCHAR* name) {
-    if (FaultFails("CreateSemaphoreW") || RefuseNamed(security, name)) {
+    if (FaultFails("CreateSemaphoreW") || RefuseSecurity(security)) {
+        return nullptr;
+    }
+    if (name != nullptr) {
+        SetLastError(ERROR_NOT_SUPPORTED);
         return nullptr;
     }
     if (initialCount < 0 || maximumCount <= 0 || initialCount > maximumCount) {
@@ -148,7 +133,13 @@ BOOL ReleaseSemaphore(HANDLE semaphore, LONG releaseCount, LONG* previousCount) 
 }
 
 HANDLE CreateMutexW(SECURITY_ATTRIBUTES* security, BOOL initialOwner, const WCHAR* name) {
-    if (FaultFails("CreateMutexW") || RefuseNamed(security, name)) {
+    if (FaultFails("CreateMutexW")) {
+        return nullptr;
+    }
+    if (name != nullptr) {
+        return CreateNamedMutex(security, initialOwner != FALSE, name);
+    }
+    if (RefuseSecurity(security)) {
         return nullptr;
     }
     return NewHandle<Mutex>(nullptr, initialOwner != FALSE);
@@ -158,7 +149,7 @@ BOOL ReleaseMutex(HANDLE mutex) {
     if (FaultFails("ReleaseMutex")) {
         return FALSE;
     }
-    auto* const object = ObjectOf<Mutex>(mutex, ObjectKind::Mutex);
+    auto* const object = ObjectOf<MutexObject>(mutex, ObjectKind::Mutex);
     if (object == nullptr) {
         return FALSE;
     }
@@ -167,7 +158,13 @@ BOOL ReleaseMutex(HANDLE mutex) {
 
 HANDLE CreateEventW(SECURITY_ATTRIBUTES* security, BOOL manualReset, BOOL initialState,
                     const WCHAR* name) {
-    if (FaultFails("CreateEventW") || RefuseNamed(security, name)) {
+    if (FaultFails("CreateEventW")) {
+        return nullptr;
+    }
+    if (name != nullptr) {
+        return CreateNamedEvent(security, manualReset != FALSE, initialState != FALSE, name);
+    }
+    if (RefuseSecurity(security)) {
         return nullptr;
     }
     return NewHandle<Event>(nullptr, manualReset != FALSE, initialState != FALSE);
@@ -177,7 +174,7 @@ BOOL SetEvent(HANDLE event) {
     if (FaultFails("SetEvent")) {
         return FALSE;
     }
-    auto* const object = ObjectOf<Event>(event, ObjectKind::Event);
+    auto* const object = ObjectOf<EventObject>(event, ObjectKind::Event);
     if (object != nullptr) {
         object->Set();
     }
@@ -188,7 +185,7 @@ BOOL ResetEvent(HANDLE event) {
     if (FaultFails("ResetEvent")) {
         return FALSE;
     }
-    auto* const object = ObjectOf<Event>(event, ObjectKind::Event);
+    auto* const object = ObjectOf<EventObject>(event, ObjectKind::Event);
     if (object != nullptr) {
         object->Reset();
     }

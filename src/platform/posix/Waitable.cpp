@@ -25,7 +25,7 @@ void Pause() {
 
 }  // namespace
 
-DWORD Waitable::Wait(DWORD milliseconds) {
+DWORD ThreadWait::WaitFor(DWORD milliseconds) {
     if (TryAcquire()) {
         return WAIT_OBJECT_0;
     }
@@ -44,7 +44,7 @@ DWORD Waitable::Wait(DWORD milliseconds) {
     return WAIT_OBJECT_0;
 }
 
-void Waitable::WakeSleepers() {
+void ThreadWait::WakeSleepers() {
     if (sleepers_.load(std::memory_order_seq_cst) == 0) {
         return;
     }
@@ -53,7 +53,7 @@ void Waitable::WakeSleepers() {
     wakeUp_.notify_all();
 }
 
-bool Waitable::Spin() {
+bool ThreadWait::Spin() {
     for (int spin = 0; spin < kSpins; ++spin) {
         for (int pause = 0; pause < kPausesPerSpin; ++pause) {
             Pause();
@@ -65,7 +65,7 @@ bool Waitable::Spin() {
     return false;
 }
 
-bool Waitable::Nap() {
+bool ThreadWait::Nap() {
     microseconds nap = kFirstNap;
     for (int i = 0; i < kNaps; ++i) {
         std::this_thread::sleep_for(nap);
@@ -77,7 +77,7 @@ bool Waitable::Nap() {
     return false;
 }
 
-void Waitable::Sleep() {
+void ThreadWait::Sleep() {
     sleepers_.fetch_add(1, std::memory_order_seq_cst);
     {
         std::unique_lock lock(mutex_);
@@ -88,7 +88,7 @@ void Waitable::Sleep() {
     sleepers_.fetch_sub(1, std::memory_order_seq_cst);
 }
 
-bool Waitable::NapUntil(DWORD limit) {
+bool ThreadWait::NapUntil(DWORD limit) {
     const Clock::time_point end = Clock::now() + milliseconds(limit);
     microseconds nap = kFirstNap;
     for (;;) {

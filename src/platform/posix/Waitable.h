@@ -11,21 +11,24 @@
 // What different threads write at the same time lies this far apart.
 inline constexpr std::size_t kCacheLine = 64;
 
-// The base of semaphores, mutexes and events. A waiting thread first spins, then takes naps, and
-// only then sleeps for real; so a busy pair of threads passes items without system calls, and
-// waking a thread is paid for only when one has found nothing to do for some milliseconds.
+// Waiting between threads of one process. A waiting thread first spins, then takes naps, and only
+// then sleeps for real; so a busy pair of threads passes items without system calls, and waking a
+// thread is paid for only when one has found nothing to do for some milliseconds.
 //
-// The object must outlive every call on it, also the call that woke the thread that closes it.
-class Waitable : public Object {
+// It must outlive every call on it, also the call that woke the thread that destroys it.
+class ThreadWait {
 public:
-    using Object::Object;
+    ThreadWait() = default;
+    virtual ~ThreadWait() = default;
+    ThreadWait(const ThreadWait&) = delete;
+    ThreadWait& operator=(const ThreadWait&) = delete;
 
     // WAIT_OBJECT_0 or WAIT_TIMEOUT.
-    DWORD Wait(DWORD milliseconds);
+    DWORD WaitFor(DWORD milliseconds);
 
 protected:
-    // Takes the object when it is free; never blocks. Must read the state sequentially consistent:
-    // together with WakeSleepers that keeps a wake-up from being lost.
+    // Takes what is waited for when it is free; never blocks. Must read the state sequentially
+    // consistent: together with WakeSleepers that keeps a wake-up from being lost.
     virtual bool TryAcquire() = 0;
 
     // To be called after every sequentially consistent change that lets TryAcquire succeed.
@@ -40,4 +43,30 @@ private:
     alignas(kCacheLine) std::atomic<int> sleepers_{0};
     std::mutex mutex_;
     std::condition_variable wakeUp_;
+};
+
+// The base of semaphores, mutexes and events, with a name or without.
+class Waitable : public Object {
+public:
+    using Object::Object;
+
+    // WAIT_FAILED sets the last error.
+    virtual DWORD Wait(DWORD milliseconds) = 0;
+};
+
+// The two kinds that exist both with a name and without.
+class MutexObject : public Waitable {
+public:
+    MutexObject() : Waitable(ObjectKind::Mutex) {}
+
+    // False when the calling thread does not own it.
+    virtual bool Release() = 0;
+};
+
+class EventObject : public Waitable {
+public:
+    EventObject() : Waitable(ObjectKind::Event) {}
+
+    virtual void Set() = 0;
+    virtual void Reset() = 0;
 };

@@ -6,19 +6,12 @@
 
 #include <atomic>
 #include <cstdio>
-#include <memory>
 
 #include "platform/Text.h"
+#include "platform/windows/OwnedHandle.h"
+#include "platform/windows/StopEvent.h"
 
 namespace {
-
-struct HandleCloser {
-    using pointer = HANDLE;
-    void operator()(HANDLE handle) const { CloseHandle(handle); }
-};
-
-// Null when nothing is open: CreateFileW's own invalid value never gets in.
-using OwnedHandle = std::unique_ptr<void, HandleCloser>;
 
 // Opens what the path names, links followed, without asking for any right to its content. Folders
 // need the backup flag.
@@ -65,8 +58,23 @@ WString FinalPath(HANDLE file) {
     return hasDrive ? path.substr(4) : path;
 }
 
+HANDLE StreamHandle(int stream) {
+    return GetStdHandle(stream == 1 ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
+}
+
+// The variable's value, empty when there is none.
+WString Environment(const WCHAR* name) {
+    WString value(GetEnvironmentVariableW(name, nullptr, 0), L'\0');
+    const auto capacity = static_cast<DWORD>(value.size());
+    value.resize(GetEnvironmentVariableW(name, value.data(), capacity));
+    return value;
+}
+
 std::atomic<int> g_stopExitCode{0};
 static_assert(std::atomic<int>::is_always_lock_free);
+
+// Set with the first stop request; null while none is caught. Open to the end.
+std::atomic<HANDLE> g_stopEvent{nullptr};
 
 BOOL WINAPI RememberStop(DWORD event) {
     int none = 0;
@@ -74,6 +82,7 @@ BOOL WINAPI RememberStop(DWORD event) {
     if (!g_stopExitCode.compare_exchange_strong(none, exitCode)) {
         return FALSE;
     }
+    SetEvent(g_stopEvent.load());
     if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) {
         // The system ends the process as soon as this returns, so the run gets the grace time.
         Sleep(INFINITE);
@@ -174,7 +183,18 @@ WString HostMakeTemporaryFile() {
 
 bool HostIsTerminal(int stream) {
     DWORD mode = 0;
-    return GetConsoleMode(GetStdHandle(stream == 1 ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE), &mode);
+    return GetConsoleMode(StreamHandle(stream), &mode);
+}
+
+bool HostEnableColours(int stream) {
+    DWORD mode = 0;
+    return GetConsoleMode(StreamHandle(stream), &mode) && Environment(L"NO_COLOR").empty() &&
+           SetConsoleMode(StreamHandle(stream), mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
+}
+
+WString HostStateFolder() {
+    const WString folder = Environment(L"LOCALAPPDATA");
+    return folder.empty() ? WString() : folder + L"\\fenwickel";
 }
 
 int HostTerminalWidth() {
@@ -185,7 +205,14 @@ int HostTerminalWidth() {
     return screen.srWindow.Right - screen.srWindow.Left + 1;
 }
 
+HANDLE StopEvent() {
+    return g_stopEvent.load();
+}
+
 void HostCatchStopSignals() {
+    if (StopEvent() == nullptr) {
+        g_stopEvent.store(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    }
     SetConsoleCtrlHandler(RememberStop, TRUE);
 }
 

@@ -11,5 +11,12 @@ constexpr DWORD FaultLimit(const char*, DWORD byteCount) {
     return byteCount;
 }
 
+struct FaultScope {
+    constexpr explicit FaultScope(const char*) {}
+    ~FaultScope() {}
+    FaultScope(const FaultScope&) = delete;
+    FaultScope& operator=(const FaultScope&) = delete;
+};
+
 constexpr void FaultHandleOpened() {}
 constexpr void FaultHandleClosed() {}

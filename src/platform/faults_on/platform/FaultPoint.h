@@ -14,8 +14,23 @@ DWORD FaultLimit(const char* function, DWORD byteCount);
 
 enum class FaultMode { Once, FromThenOn, Short, Kill };
 
+// While one lives, calls of its thread count under another name: "log/WriteFile" in the scope
+// "log". So what a side activity does neither shifts the counts of the work nor meets its faults.
+// name must outlive the scope; the outermost scope decides.
+class FaultScope {
+public:
+    explicit FaultScope(const char* name);
+    ~FaultScope();
+    FaultScope(const FaultScope&) = delete;
+    FaultScope& operator=(const FaultScope&) = delete;
+
+private:
+    bool outermost_;
+};
+
 // Arms one fault, replacing any other: the nth call (from 1) of the named function, or of any
-// function when the name is "*". Counts start again at 0. Any thread may call it.
+// function outside of all scopes when the name is "*". Counts start again at 0. Any thread may call
+// it.
 void FaultArm(const char* function, long long nthCall, FaultMode mode, DWORD code);
 
 // Arms from text such as "WriteFile:3:once:112" (function:nth:once|always|short|kill[:code]), as

@@ -1,0 +1,41 @@
+// Opening and locking the file that stands for a named object.
+#pragma once
+
+#include <sys/stat.h>
+
+#include "platform/posix/Handle.h"
+
+// An open name file under its protocol lock, which orders making, finding and giving up of an
+// object. It is apart from flock, which is the mutex of the name. It ends here, also when another
+// thread has meanwhile forked a child, which has the descriptor, too.
+struct NameFile {
+    NameFile() = default;
+    ~NameFile();
+    NameFile(const NameFile&) = delete;
+    NameFile& operator=(const NameFile&) = delete;
+
+    Descriptor file;
+    struct stat status {};
+};
+
+enum class FileState { Opened, Missing, Refused };
+enum class LockWay {
+    Shared,  // for finding
+    Alone,   // for making and giving up
+    AtOnce,  // alone, or not at all when somebody holds it
+};
+
+// Opens what the path names and locks it. Refused sets the last error to ERROR_ACCESS_DENIED for
+// links, for anything but a regular file, and when the lock is not to be had within a second.
+FileState OpenNameFile(const char* path, LockWay way, NameFile* opened);
+
+// A new file at the path for its owner alone, locked alone. False sets errno, to EAGAIN when
+// somebody who sweeps came between.
+bool MakeNameFile(const char* path, NameFile* made);
+
+// The lock once more, to give the object up. False when it is not to be had in time.
+bool LockNameFile(int file, LockWay way);
+void UnlockNameFile(int file);
+
+// True while the path names the open file, whose status is read on the way.
+bool IsNamed(const char* path, int file, struct stat* status);

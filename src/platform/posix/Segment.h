@@ -1,0 +1,73 @@
+// Shared memory that exists as long as somebody is attached, and that nobody can shrink.
+//
+// It is System V memory that is marked for removal as soon as its maker is attached: others still
+// attach by its number, and the system frees it with its last holder, however that one ends.
+#pragma once
+
+#include <sys/types.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+// At the beginning of the memory, on a page of its own; the payload follows. Every account may
+// write here: what matters is copied when the object is opened, and never read again.
+struct SegmentHeader {
+    std::uint64_t nonce;  // equal to that of the record that led here
+    std::uint64_t size;   // of the payload, in bytes
+    std::uint32_t kind;
+    std::uint32_t manualReset;
+    std::atomic<std::uint32_t> word;  // event: 1 set, 0 not; mutex: 1 while somebody owns it
+};
+static_assert(std::atomic<std::uint32_t>::is_always_lock_free, "processes share it");
+
+// Holds one attachment.
+class Segment {
+public:
+    Segment() = default;
+    Segment(Segment&& other) noexcept;
+    Segment& operator=(Segment&& other) noexcept;
+    ~Segment();
+
+    explicit operator bool() const { return memory_ != nullptr; }
+    int id() const { return id_; }
+    SegmentHeader* header() const { return static_cast<SegmentHeader*>(memory_); }
+    void* payload() const;
+
+    // Bytes of payload that are really there, in whole pages.
+    std::size_t Capacity() const { return capacity_; }
+
+    // Attachments of all processes, this one included: now (0 when that cannot be told), and when
+    // this one was made.
+    std::size_t Holders() const;
+    std::size_t HoldersAtFirst() const { return holdersAtFirst_; }
+
+    // Whether it was marked for removal when this attachment was made, as memory of this layer is
+    // before anybody can find it.
+    bool MarkedAtFirst() const { return markedAtFirst_; }
+
+    // New memory, all zero, under a key that no other has (EEXIST otherwise, try another). The key
+    // is gone when this returns. False sets errno.
+    bool Make(key_t key, std::uint64_t payloadSize, mode_t mode);
+
+    // False sets errno: EINVAL or EIDRM when there is no such memory.
+    bool Attach(int id);
+
+private:
+    void Detach();
+    bool Measure();
+
+    void* memory_ = nullptr;
+    std::size_t capacity_ = 0;
+    std::size_t holdersAtFirst_ = 0;
+    bool markedAtFirst_ = false;
+    int id_ = -1;
+};
+
+// A key that marks memory in the making as this layer's own.
+key_t SegmentKey(std::uint64_t random);
+
+// Removes what a maker left that was killed before it had marked its memory for removal. Leaves
+// alone what has another sort of key, another size or a holder. Should a forged record lead here to
+// the memory that somebody is making right now, its maker tries again.
+void RemoveAbandonedSegment(key_t key, std::uint64_t payloadSize);

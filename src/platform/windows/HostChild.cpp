@@ -1,0 +1,166 @@
+// Child processes.
+#include <array>
+#include <utility>
+
+#include "platform/Host.h"
+#include "platform/Text.h"
+#include "platform/windows/OwnedHandle.h"
+
+namespace {
+
+// A word of a command line so that the child's own parser gives it back: in quotes, with
+// backslashes doubled where a quote follows them.
+WString Quoted(std::string_view word) {
+    WString quoted = L"\"";
+    std::size_t backslashes = 0;
+    for (const WCHAR unit : WideFromUtf8(word)) {
+        if (unit == L'"') {
+            quoted.append(backslashes + 1, L'\\');
+        }
+        backslashes = unit == L'\\' ? backslashes + 1 : 0;
+        quoted += unit;
+    }
+    quoted.append(backslashes, L'\\');
+    return quoted + L'"';
+}
+
+WString CommandLine(const std::vector<std::string>& command) {
+    WString line;
+    for (const std::string& word : command) {
+        line += (line.empty() ? L"" : L" ") + Quoted(word);
+    }
+    return line;
+}
+
+// The three standard streams of a child, in handles that it may inherit.
+class ChildStreams {
+public:
+    ChildStreams() {
+        SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+        const HANDLE empty = CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                         &inherited, OPEN_EXISTING, 0, nullptr);
+        owned_[0].reset(empty == INVALID_HANDLE_VALUE ? nullptr : empty);
+        owned_[1] = Duplicated(STD_OUTPUT_HANDLE);
+        owned_[2] = Duplicated(STD_ERROR_HANDLE);
+        for (const OwnedHandle& handle : owned_) {
+            if (handle) {
+                given_[count_++] = handle.get();
+            }
+        }
+    }
+
+    HANDLE Stream(std::size_t index) const { return owned_[index].get(); }
+    HANDLE* Given() { return given_.data(); }
+    std::size_t GivenBytes() const { return count_ * sizeof(HANDLE); }
+
+private:
+    static OwnedHandle Duplicated(DWORD stream) {
+        HANDLE copy = nullptr;
+        const HANDLE self = GetCurrentProcess();
+        if (!DuplicateHandle(self, GetStdHandle(stream), self, &copy, 0, TRUE,
+                             DUPLICATE_SAME_ACCESS)) {
+            return OwnedHandle();
+        }
+        return OwnedHandle(copy);
+    }
+
+    std::array<OwnedHandle, 3> owned_;
+    std::array<HANDLE, 3> given_{};
+    std::size_t count_ = 0;
+};
+
+// The list that keeps every other inheritable handle of this process out of the child.
+class AttributeList {
+public:
+    explicit AttributeList(ChildStreams* streams) {
+        SIZE_T size = 0;
+        InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
+        memory_.resize(size);
+        ready_ = InitializeProcThreadAttributeList(get(), 1, 0, &size) != FALSE;
+        ready_ = ready_ && UpdateProcThreadAttribute(get(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST,
+                                                     streams->Given(), streams->GivenBytes(),
+                                                     nullptr, nullptr) != FALSE;
+    }
+    ~AttributeList() {
+        if (ready_) {
+            DeleteProcThreadAttributeList(get());
+        }
+    }
+    AttributeList(const AttributeList&) = delete;
+    AttributeList& operator=(const AttributeList&) = delete;
+
+    explicit operator bool() const { return ready_; }
+    LPPROC_THREAD_ATTRIBUTE_LIST get() {
+        return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(memory_.data());
+    }
+
+private:
+    std::vector<std::uint64_t> memory_;  // more than enough, in words for their alignment
+    bool ready_ = false;
+};
+
+constexpr UINT kKilled = 137;  // what SIGKILL gives elsewhere
+
+HANDLE HandleOf(std::intptr_t handle) {
+    return reinterpret_cast<HANDLE>(handle);
+}
+
+}  // namespace
+
+std::string HostOwnProgram() {
+    std::vector<WCHAR> path(32768);
+    const DWORD length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+    return Utf8FromWide({path.data(), length});
+}
+
+HostChild HostChild::Start(const std::vector<std::string>& command) {
+    HostChild child;
+    if (command.empty()) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return child;
+    }
+    ChildStreams streams;
+    AttributeList attributes(&streams);
+    STARTUPINFOEXW startup{};
+    startup.StartupInfo.cb = sizeof startup;
+    startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
+    startup.StartupInfo.hStdInput = streams.Stream(0);
+    startup.StartupInfo.hStdOutput = streams.Stream(1);
+    startup.StartupInfo.hStdError = streams.Stream(2);
+    startup.lpAttributeList = attributes.get();
+    WString line = CommandLine(command);
+    PROCESS_INFORMATION process{};
+    if (!attributes ||
+        !CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, EXTENDED_STARTUPINFO_PRESENT,
+                        nullptr, nullptr, &startup.StartupInfo, &process)) {
+        return child;
+    }
+    CloseHandle(process.hThread);
+    child.handle_ = reinterpret_cast<std::intptr_t>(process.hProcess);
+    child.id_ = process.dwProcessId;
+    return child;
+}
+
+HostChild::~HostChild() {
+    if (handle_ != 0) {
+        Kill();
+        Wait(INFINITE);
+        CloseHandle(HandleOf(handle_));
+    }
+}
+
+void HostChild::Kill() {
+    if (handle_ != 0 && !exitCode_) {
+        TerminateProcess(HandleOf(handle_), kKilled);
+    }
+}
+
+std::optional<int> HostChild::Wait(std::uint32_t milliseconds) {
+    DWORD code = 0;
+    if (handle_ != 0 && !exitCode_ &&
+        WaitForSingleObject(HandleOf(handle_), milliseconds) == WAIT_OBJECT_0 &&
+        GetExitCodeProcess(HandleOf(handle_), &code)) {
+        exitCode_ = static_cast<int>(code);
+    }
+    return exitCode_;
+}
