@@ -28,8 +28,18 @@
 #define FENWICKEL_API __declspec(dllimport)
 #endif
 
+// The shadow-copy wrapper is a library of its own.
+#ifdef VSSWRAPPER_BUILDING_LIBRARY
+#define VSSWRAPPER_API __declspec(dllexport)
+#elif defined(VSSWRAPPER_STATIC)
+#define VSSWRAPPER_API
+#else
+#define VSSWRAPPER_API __declspec(dllimport)
+#endif
+
 #else
 
+#define VSSWRAPPER_API __attribute__((visibility("default")))
 #define FENWICKEL_API __attribute__((visibility("default")))
 
 // A wide (UTF-16) literal.

@@ -1,22 +1,44 @@
 #include "dbglog/DbgLogger.h"
 
 #include <cstdarg>
+#include <exception>
+#include <new>
 #include <string>
 
-#include "dbglog/EnvironmentFileOutput.h"
-#include "dbglog/SilentOutput.h"
+#include "dbglog/FileOutput.h"
+#include "dbglog/LogCfgShared.h"
+#include "dbglog/SMOutput.h"
+#include "platform/FaultPoint.h"
 #include "platform/Text.h"
 
 constinit CDbgLogger g_DbgLogger;
 
 namespace {
 
+// Marks the log's own calls of the platform.
+constexpr const char* kFaultScope = "log";
+
+// The log must not be what ends its host: without memory there is no message, or no logger.
+template <typename Work>
+void Contain(Work work) {
+    try {
+        work();
+    } catch (const std::exception&) {
+        return;
+    }
+}
+
 // Ties the outputs to load and unload. They are not members' destructors: a call after unload must
-// still find the null pointers that Detach leaves.
+// still find the null pointers that Detach leaves. The configuration comes first: both outputs are
+// gone when it goes.
 struct LoggerLifetime {
     LoggerLifetime() {
-        auto* fileOutput = new NSDBG::CEnvironmentFileOutput;
-        g_DbgLogger.Attach(fileOutput, new NSDBG::CSilentOutput);
+        const FaultScope scope(kFaultScope);
+        Contain([] {
+            CLogCfgShared::Instance();
+            auto* const fileOutput = new NSDBG::CFileOutput;
+            g_DbgLogger.Attach(fileOutput, new (std::nothrow) NSDBG::CSMOutput);
+        });
     }
     ~LoggerLifetime() { g_DbgLogger.Detach(); }
     LoggerLifetime(const LoggerLifetime&) = delete;
@@ -45,6 +67,7 @@ void CDbgLogger::Attach(IDBGLogOutput* fileOutput, IDBGLogOutput* smOutput) {
 }
 
 void CDbgLogger::Detach() {
+    const FaultScope scope(kFaultScope);
     for (IDBGLogOutput** output : {&m_pFileOutput, &m_pSMOutput}) {
         if (*output != nullptr) {
             (*output)->Release();
@@ -55,8 +78,12 @@ void CDbgLogger::Detach() {
 
 // The second output is asked only when the first declines: asking may cost a system call.
 bool CDbgLogger::IsWanted(int level) const {
-    return level <= m_pFileOutput->GetLogLevel() ||
-           (m_pSMOutput != nullptr && level <= m_pSMOutput->GetLogLevel());
+    bool wanted = false;
+    Contain([&] {
+        wanted = level <= m_pFileOutput->GetLogLevel() ||
+                 (m_pSMOutput != nullptr && level <= m_pSMOutput->GetLogLevel());
+    });
+    return wanted;
 }
 
 void CDbgLogger::Log(int level, const WCHAR* format, ...) {
@@ -68,12 +95,14 @@ void CDbgLogger::Log(int level, const WCHAR* format, ...) {
     va_start(arguments, format);
     WideFormatV(message, kMessageCapacity, format, arguments);
     va_end(arguments);
+    const FaultScope scope(kFaultScope);
     if (m_pFileOutput == nullptr || !IsWanted(level)) {
         return;
     }
     const WCHAR* text = StripLineFeeds(message);
-    m_pFileOutput->WriteLogW(level, 0, text);
-    if (m_pSMOutput != nullptr) {
-        m_pSMOutput->WriteLogW(level, 0, text);
+    for (IDBGLogOutput* output : {m_pFileOutput, m_pSMOutput}) {
+        if (output != nullptr) {
+            Contain([&] { output->WriteLogW(level, 0, text); });
+        }
     }
 }

@@ -1,0 +1,114 @@
+#include "dbglog/Breakpoints.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "logshare/NamedLock.h"
+#include "logshare/RingBlock.h"
+#include "logshare/SharedHandle.h"
+#include "logshare/SharedText.h"
+#include "platform/Text.h"
+
+namespace NSDBG {
+
+namespace {
+
+bool Meets(const LogBreakpoint& entry, const WString& processName,
+           std::basic_string_view<WCHAR> message) {
+    const auto covers = [](DWORD wanted, DWORD own) { return wanted == 0 || wanted == own; };
+    return !IsZero(entry.id) && entry.dwEnabled != 0 &&
+           covers(ReadOnce(entry.dwProcessId), GetCurrentProcessId()) &&
+           covers(ReadOnce(entry.dwThreadId), GetCurrentThreadId()) &&
+           EqualNoCase(TextOf(entry.szProcessName), processName) &&
+           message.find(TextOf(entry.szText)) != message.npos;
+}
+
+// The breakpoint's id comes last: until it is there the slot is free.
+std::optional<UUID> FillFreeSlot(LogBreakpointTable& table, const UUID& breakpointId) {
+    UUID hitId;
+    if (UuidCreate(&hitId) != 0) {
+        return std::nullopt;
+    }
+    auto* const slot =
+        std::find_if(std::begin(table.hits), std::end(table.hits),
+                     [](const LogBreakpointHit& hit) { return IsZero(hit.breakpointId); });
+    if (slot == std::end(table.hits)) {
+        return std::nullopt;
+    }
+    slot->hitId = hitId;
+    slot->dwProcessId = GetCurrentProcessId();
+    slot->dwThreadId = GetCurrentThreadId();
+    slot->breakpointId = breakpointId;
+    return hitId;
+}
+
+}  // namespace
+
+BreakpointHandles::~BreakpointHandles() {
+    for (HANDLE handle : {hMapping, hMutex, hEvent}) {
+        if (handle != nullptr) {
+            CloseHandle(handle);
+        }
+    }
+}
+
+std::unique_ptr<BreakpointHandles> BreakpointHandles::Open() {
+    SharedHandle event(OpenEventW(EVENT_ALL_ACCESS, FALSE, kBreakpointEvent));
+    if (!event) {
+        return nullptr;
+    }
+    SharedHandle mutex(OpenMutexW(MUTEX_ALL_ACCESS, FALSE, kBreakpointMutex));
+    if (!mutex) {
+        return nullptr;
+    }
+    SharedHandle block(OpenSharedBlock(kBreakpointBlock, kBreakpointLocalBlock));
+    if (!block) {
+        return nullptr;
+    }
+    auto handles = std::make_unique<BreakpointHandles>();
+    handles->hMapping = block.release();
+    handles->hMutex = mutex.release();
+    handles->hEvent = event.release();
+    return handles;
+}
+
+std::optional<UUID> EnterHit(const BreakpointHandles& handles, const WString& processName,
+                             const WCHAR* message) {
+    const NamedLock lock(handles.hMutex, kBreakpointWaitMs);
+    if (!lock.Owned()) {
+        return std::nullopt;
+    }
+    const SharedView<LogBreakpointTable> table(handles.hMapping);
+    if (!table || table->dwCount == 0) {
+        return std::nullopt;
+    }
+    const auto* const entry = std::find_if(
+        std::begin(table->entries), std::end(table->entries),
+        [&](const LogBreakpoint& candidate) { return Meets(candidate, processName, message); });
+    if (entry == std::end(table->entries)) {
+        return std::nullopt;
+    }
+    return FillFreeSlot(*table, entry->id);
+}
+
+bool ViewerRuns() {
+    return SharedHandle(OpenEventW(SYNCHRONIZE, FALSE, kViewerPresenceEvent)) != nullptr;
+}
+
+void StopAtHit(const UUID& hitId, DWORD roundMs) {
+    OpenToAll everyone;
+    const SharedHandle released(
+        CreateEventW(everyone.get(), FALSE, FALSE, HitEventName(hitId).c_str()));
+    if (!released) {
+        return;
+    }
+    const SharedHandle tool(OpenEventW(EVENT_MODIFY_STATE, FALSE, kBreakpointEvent));
+    if (tool) {
+        SetEvent(tool.get());
+    }
+    // Whatever is not a time-out ends the stop: the release, and a wait that cannot be done.
+    while (ViewerRuns() && WaitForSingleObject(released.get(), roundMs) == WAIT_TIMEOUT) {
+    }
+}
+
+}  // namespace NSDBG

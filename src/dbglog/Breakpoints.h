@@ -1,0 +1,41 @@
+// Stopping a thread at a message that an outside tool has named.
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "fenwickel/Types.h"
+#include "logshare/BreakpointBlock.h"
+
+namespace NSDBG {
+
+// The tool's breakpoint table, opened by the library. Owns the handles; the order is fixed.
+struct BreakpointHandles {
+    HANDLE hMapping = nullptr;
+    HANDLE hMutex = nullptr;
+    HANDLE hEvent = nullptr;
+
+    BreakpointHandles() = default;
+    BreakpointHandles(const BreakpointHandles&) = delete;
+    BreakpointHandles& operator=(const BreakpointHandles&) = delete;
+    ~BreakpointHandles();
+
+    // Null when one of the three does not exist.
+    static std::unique_ptr<BreakpointHandles> Open();
+};
+
+// Looks for the first breakpoint that the message of the calling thread meets and, when there is a
+// free hit slot, enters the hit. The hit's id, or nothing when the thread is not to stop. Waits for
+// the breakpoint mutex at most 10 s.
+std::optional<UUID> EnterHit(const BreakpointHandles& handles, const WString& processName,
+                             const WCHAR* message);
+
+// True while a viewer runs.
+bool ViewerRuns();
+
+// Holds the calling thread until the tool releases the hit or no viewer runs any more, which is
+// looked at every roundMs. The caller holds no lock. The handles of the table may be closed by
+// another thread meanwhile, so none of them is used here.
+void StopAtHit(const UUID& hitId, DWORD roundMs = kHitWaitMs);
+
+}  // namespace NSDBG

@@ -1,0 +1,156 @@
+// Lines, their encoding and the file's mark.
+#include <cstring>
+
+#include "dbglog/FileOutput.h"
+#include "dbglog/TraceHook.h"
+#include "platform/Text.h"
+
+namespace NSDBG {
+
+namespace {
+
+using View = std::basic_string_view<WCHAR>;
+
+constexpr char kByteOrderMark[] = {'\xFF', '\xFE'};
+constexpr int kConvertedCapacity = 1024;    // characters
+constexpr std::size_t kTailCapacity = 260;  // characters, terminator included
+
+constexpr const WCHAR* kHeaderFailure =
+    WIDE("[%d:%d] Failed to Write log header. ERR=%d, [%d]File=%s\r\n");
+constexpr const WCHAR* kMessageFailure =
+    WIDE("[%d:%d] Failed to Write log message. ERR=%d, [%d]File=%s\r\n");
+constexpr const WCHAR* kTailFailure =
+    WIDE("[%d:%d] Failed to Write log tail. ERR=%d, [%d]File=%s\r\n");
+constexpr const WCHAR* kLineEndFailure =
+    WIDE("[%d:%d] Failed to Write [rn]. ERR=%d, [%d]File=%s\r\n");
+
+std::string_view BytesOf(View text) {
+    return {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(WCHAR)};
+}
+
+std::string_view ToAnsi(View text, char* buffer, int capacity) {
+    const int length =
+        text.empty() ? 0
+                     : WideCharToMultiByte(CP_ACP, 0, text.data(), static_cast<int>(text.size()),
+                                           buffer, capacity, nullptr, nullptr);
+    return {buffer, static_cast<std::size_t>(length)};
+}
+
+View ToWide(std::string_view text, WCHAR* buffer, int capacity) {
+    const int length = text.empty()
+                           ? 0
+                           : MultiByteToWideChar(CP_ACP, 0, text.data(),
+                                                 static_cast<int>(text.size()), buffer, capacity);
+    return {buffer, static_cast<std::size_t>(length)};
+}
+
+// "   {host::Module.dll(build.revision)}"
+using Tail = WCHAR[kTailCapacity];
+
+void MakeTail(Tail& tail, const WCHAR* process, const WCHAR* module, DWORD version) {
+    WideFormat(tail, kTailCapacity, WIDE("   {%s::%s(%d.%d)}"), process, module, version >> 16,
+               version & 0xFFFF);
+}
+
+}  // namespace
+
+bool CFileOutput::PrepareFile() {
+    // A size that cannot be had is taken for a large one: nothing is written over a file's start.
+    if (SizeOfOpenFile(sizeof kByteOrderMark + 1) > sizeof kByteOrderMark) {
+        FindEncoding();
+        return true;
+    }
+    if (m_bUnicodeFile != 0 && !WriteByteOrderMark()) {
+        return false;
+    }
+    WriteSummary();
+    return true;
+}
+
+bool CFileOutput::WriteByteOrderMark() {
+    DWORD written = 0;
+    if (!SetFilePointerEx(m_hFile, LARGE_INTEGER{}, nullptr, FILE_BEGIN) ||
+        !WriteFile(m_hFile, kByteOrderMark, sizeof kByteOrderMark, &written, nullptr) ||
+        written != sizeof kByteOrderMark) {
+        return false;
+    }
+    FlushFileBuffers(m_hFile);
+    return true;
+}
+
+// What cannot be read says nothing: the encoding stays what it was.
+void CFileOutput::FindEncoding() {
+    char start[sizeof kByteOrderMark];
+    DWORD bytes = 0;
+    if (SetFilePointerEx(m_hFile, LARGE_INTEGER{}, nullptr, FILE_BEGIN) &&
+        ReadFile(m_hFile, start, sizeof start, &bytes, nullptr) && bytes == sizeof start) {
+        m_bUnicodeFile = std::memcmp(start, kByteOrderMark, sizeof start) == 0 ? 1 : 0;
+    }
+}
+
+void CFileOutput::WriteLineW(View header, View text, bool withTail) {
+    if (m_bUnicodeFile == 0) {
+        char narrowHeader[kConvertedCapacity];
+        char narrowText[kConvertedCapacity];
+        WriteLineA(ToAnsi(header, narrowHeader, kConvertedCapacity),
+                   ToAnsi(text, narrowText, kConvertedCapacity), withTail);
+        return;
+    }
+    if (!SeekToEnd()) {
+        return;
+    }
+    WritePart(BytesOf(header), kHeaderFailure);
+    WritePart(BytesOf(text), kMessageFailure);
+    if (withTail) {
+        Tail tail;
+        MakeTail(tail, m_szProcessName, m_szModuleName, m_dwFileVersionLS);
+        WritePart(BytesOf(tail), kTailFailure);
+    }
+    WritePart(BytesOf(WIDE("\r\n")), kLineEndFailure);
+}
+
+void CFileOutput::WriteLineA(std::string_view header, std::string_view text, bool withTail) {
+    if (m_bUnicodeFile != 0) {
+        WCHAR wideHeader[kConvertedCapacity];
+        WCHAR wideText[kConvertedCapacity];
+        WriteLineW(ToWide(header, wideHeader, kConvertedCapacity),
+                   ToWide(text, wideText, kConvertedCapacity), withTail);
+        return;
+    }
+    if (!SeekToEnd()) {
+        return;
+    }
+    WritePart(header, kHeaderFailure);
+    WritePart(text, kMessageFailure);
+    if (withTail) {
+        Tail tail;
+        MakeTail(tail, m_szProcessName, m_szModuleName, m_dwFileVersionLS);
+        char narrowTail[kConvertedCapacity];
+        const std::string_view bytes = ToAnsi(tail, narrowTail, kConvertedCapacity);
+        WritePart(bytes.substr(0, kTailCapacity - 1), kTailFailure);
+    }
+    WritePart("\r\n", kLineEndFailure);
+}
+
+bool CFileOutput::SeekToEnd() {
+    if (SetFilePointerEx(m_hFile, LARGE_INTEGER{}, nullptr, FILE_END)) {
+        return true;
+    }
+    TraceFailure(WIDE("[%d:%d] Failed to SetFilePointer. ERR=%d, [%d]File=%s\r\n"));
+    return false;
+}
+
+void CFileOutput::WritePart(std::string_view bytes, const WCHAR* failure) {
+    DWORD written = 0;
+    if (!bytes.empty() &&
+        !WriteFile(m_hFile, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr)) {
+        TraceFailure(failure);
+    }
+}
+
+void CFileOutput::TraceFailure(const WCHAR* format) const {
+    TraceHook(format, GetCurrentProcessId(), GetCurrentThreadId(), GetLastError(),
+              reinterpret_cast<std::intptr_t>(m_hFile), m_szLogFile);
+}
+
+}  // namespace NSDBG

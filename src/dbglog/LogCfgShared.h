@@ -1,0 +1,93 @@
+// Levels and files of the logging modules of this process.
+#pragma once
+
+#include <cstddef>
+
+#include "logshare/ConfigBlock.h"
+#include "platform/Platform.h"
+
+// Room for a full path before it is cut to the block's fields; units, terminator included.
+inline constexpr std::size_t kFullPathCapacity = 1024;
+
+// Answers at which level and into which file a module logs: from the registry, read once per name,
+// and from the configuration block, which outside tools change while the process runs.
+//
+// Threads: every operation may be called from any thread. Operations on the block hold its mutex
+// for their own length, wait for it at most 5000 ms, and give the answer named at each of them when
+// the block cannot be had. Nothing is reported.
+class CLogCfgShared {
+public:
+    // The object of this module, made by the first call; the library makes that call at load,
+    // before it makes the logger, so that the logger's outputs are gone when this object goes.
+    static CLogCfgShared& Instance();
+
+    CLogCfgShared(const CLogCfgShared&) = delete;
+    CLogCfgShared& operator=(const CLogCfgShared&) = delete;
+
+    // The registry's level for an executable or a module file name; -1 for none. Read once per
+    // process and name, case included.
+    int GetRegistryLevel(const WCHAR* name);
+
+    // 1 when the executable is in the list "DisableGlobalOption", which is read once, else 0.
+    int IsGlobalOptionDisabled(const WCHAR* executable);
+
+    // Takes an entry of the block for the module and puts its default file there, unless the entry
+    // has a file of its own. Nothing when the table is full.
+    void RegisterModule(const WCHAR* moduleName);
+
+    // The level that the block gives the module; -1 for none.
+    int GetModuleLevel(const WCHAR* moduleName);
+
+    // The file that the block gives the module. The buffer stays as it is when there is no answer.
+    void GetLogFilePath(const WCHAR* moduleName, WCHAR (&buffer)[kLogPathCapacity],
+                        int ignoreProcessFile);
+
+    // Records the module's file: the process-wide one when there is one, else the module's own.
+    void SetLogFilePath(const WCHAR* moduleName, const WCHAR* path);
+
+    // Full path of the log file of that name: a name with a separator is one already; otherwise the
+    // log folder, the name (this module's for an empty one) and ".Log". Left alone without a name.
+    void MakeLogFilePath(const WCHAR* name, WCHAR (&buffer)[kFullPathCapacity]);
+
+    // The log folder with '\' at its end.
+    const WCHAR* GetLogFolder();
+
+    // Bit 0 engine, bit 1 management, bit 2 any component; 8 alone: preinstallation environment.
+    int InstallFlags() const { return m_nInstallFlags; }
+
+    // The component whose registry values count for this module: its own, or, where that is none or
+    // the product's root, the installed engine or else the management component.
+    int EffectiveComponent() const;
+
+private:
+    friend struct LogCfgForTests;  // makes objects of its own
+
+    CLogCfgShared();
+    ~CLogCfgShared();
+
+    // Gives back block and mutex; the next operation would open them again.
+    void Close();
+
+    // Created by the first call; null when that fails. The object keeps it.
+    HANDLE Mutex();
+
+    // The next four are called with the mutex held.
+
+    // The block, opened or created by the first call. Null when there is none, which does not
+    // change any more, or when its magics are wrong.
+    LogCfgBlock* SoundBlock();
+    void OpenBlock();
+
+    // The module's entry, ignoring case; null for none. Only after SoundBlock gave a block.
+    LogCfgEntry* FindEntry(const WCHAR* moduleName);
+
+    // The same, or else a free entry made the module's; null when the table is full.
+    LogCfgEntry* FindOrTakeEntry(const WCHAR* moduleName);
+
+    HANDLE m_hMutex = nullptr;           // null until first use
+    HANDLE m_hMapping = nullptr;         // likewise
+    LogCfgBlock* m_pBlock = nullptr;     // view of the mapping; likewise
+    LogCfgEntry* m_pCurEntry = nullptr;  // found by the last lookup; under the mutex
+    int m_nInstallFlags = 0;
+    WCHAR m_szLogFolder[kLogPathCapacity] = {};
+};

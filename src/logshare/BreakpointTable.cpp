@@ -1,0 +1,268 @@
+#include "logshare/BreakpointTable.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "logshare/NamedLock.h"
+#include "logshare/SharedText.h"
+#include "platform/Text.h"
+
+namespace {
+
+constexpr DWORD kToolWaitMs = 1000;
+constexpr DWORD kMarkMagic = 0x4B425746;  // "FWBK"
+
+// The reserved bytes of an entry: who has set it. The process id is there for people; whether the
+// owner lives is told by its event, since a process id may have gone to somebody else.
+struct OwnerMark {
+    DWORD dwMagic;
+    DWORD dwProcessId;
+    DWORD dwUnique[2];
+};
+
+static_assert(sizeof(OwnerMark) == sizeof(LogBreakpoint::reserved));
+
+OwnerMark MarkOf(const BYTE (&reserved)[16]) {
+    OwnerMark mark;
+    std::memcpy(&mark, reserved, sizeof mark);
+    return mark;
+}
+
+WString OwnerEventName(const OwnerMark& mark) {
+    WCHAR name[64];
+    WideFormat(name, 64, WIDE("Global\\FENWICKEL_LOG_BREAKER_%08X_%08X%08X"), mark.dwProcessId,
+               mark.dwUnique[0], mark.dwUnique[1]);
+    return name;
+}
+
+bool OwnerLives(const OwnerMark& mark) {
+    const SharedHandle event(OpenEventW(SYNCHRONIZE, FALSE, OwnerEventName(mark).c_str()));
+    return event || GetLastError() == ERROR_ACCESS_DENIED;
+}
+
+bool SameId(const UUID& first, const UUID& second) {
+    return std::memcmp(&first, &second, sizeof first) == 0;
+}
+
+// Any order of ids, for looking them up: a hostile table is full of hits.
+bool IsBefore(const UUID& first, const UUID& second) {
+    return std::memcmp(&first, &second, sizeof first) < 0;
+}
+
+bool Contains(const std::vector<UUID>& sortedIds, const UUID& wanted) {
+    return std::binary_search(sortedIds.begin(), sortedIds.end(), wanted, IsBefore);
+}
+
+SharedHandle MakeEvent(const WString& name) {
+    OpenToAll everyone;
+    return SharedHandle(CreateEventW(everyone.get(), FALSE, FALSE, name.c_str()));
+}
+
+}  // namespace
+
+// A library that finds the event looks for the mutex and the block at once and only once, so the
+// event comes last.
+BreakpointTable::BreakpointTable() {
+    UUID unique;
+    if (UuidCreate(&unique) != 0) {
+        return;
+    }
+    OwnerMark mark{.dwMagic = kMarkMagic, .dwProcessId = GetCurrentProcessId(), .dwUnique = {}};
+    std::memcpy(mark.dwUnique, unique.Data4, sizeof mark.dwUnique);
+    std::memcpy(mark_, &mark, sizeof mark_);
+    alive_ = MakeEvent(OwnerEventName(mark));
+    block_.reset(CreateSharedBlock(kBreakpointBlock, kBreakpointLocalBlock,
+                                   DWORD{sizeof(LogBreakpointTable)}));
+    OpenToAll everyone;
+    mutex_.reset(CreateMutexW(everyone.get(), FALSE, kBreakpointMutex));
+    if (!alive_ || !block_ || !mutex_) {
+        return;
+    }
+    event_ = MakeEvent(kBreakpointEvent);
+    if (event_) {
+        table_.emplace(block_.get());
+        ReleaseDead();
+    }
+}
+
+BreakpointTable::~BreakpointTable() {
+    ReleaseMine();
+}
+
+// The id comes last: until it is there the entry is unused.
+std::optional<UUID> BreakpointTable::Add(const LogBreakpointWish& wish) {
+    UUID id;
+    if (!IsOpen() || wish.executable.empty() || wish.executable.size() >= kBreakpointNameCapacity ||
+        wish.text.size() >= kBreakpointTextCapacity || UuidCreate(&id) != 0) {
+        return std::nullopt;
+    }
+    const NamedLock lock(mutex_.get(), kToolWaitMs);
+    if (!lock.Owned()) {
+        return std::nullopt;
+    }
+    LogBreakpointTable& table = **table_;
+    auto* const entry =
+        std::find_if(std::begin(table.entries), std::end(table.entries),
+                     [](const LogBreakpoint& candidate) { return IsZero(candidate.id); });
+    if (entry == std::end(table.entries)) {
+        return std::nullopt;
+    }
+    std::memcpy(entry->reserved, mark_, sizeof mark_);
+    entry->dwProcessId = wish.dwProcessId;
+    entry->dwThreadId = wish.dwThreadId;
+    entry->dwEnabled = 1;
+    SetText(entry->szProcessName, wish.executable);
+    SetText(entry->szText, wish.text);
+    entry->id = id;
+    UpdateCount();
+    return id;
+}
+
+std::vector<LogBreakpointHit> BreakpointTable::NewHits() {
+    std::vector<LogBreakpointHit> fresh;
+    if (!IsOpen()) {
+        return fresh;
+    }
+    const NamedLock lock(mutex_.get(), kToolWaitMs);
+    if (!lock.Owned()) {
+        return fresh;
+    }
+    std::vector<UUID> mine;
+    for (const LogBreakpoint& entry : (*table_)->entries) {
+        if (IsMine(entry)) {
+            mine.push_back(entry.id);
+        }
+    }
+    std::sort(mine.begin(), mine.end(), IsBefore);
+    std::vector<UUID> present;
+    for (const LogBreakpointHit& slot : (*table_)->hits) {
+        const LogBreakpointHit hit = slot;
+        if (!Contains(mine, hit.breakpointId)) {
+            continue;
+        }
+        present.push_back(hit.hitId);
+        if (!Contains(listed_, hit.hitId)) {
+            fresh.push_back(hit);
+        }
+    }
+    std::sort(present.begin(), present.end(), IsBefore);
+    listed_ = std::move(present);
+    return fresh;
+}
+
+bool BreakpointTable::ReleaseHit(const LogBreakpointHit& hit) {
+    if (!IsOpen()) {
+        return false;
+    }
+    const NamedLock lock(mutex_.get(), kToolWaitMs);
+    if (!lock.Owned()) {
+        return false;
+    }
+    auto& hits = (*table_)->hits;
+    const auto slot = std::find_if(std::begin(hits), std::end(hits), [&](const auto& candidate) {
+        return SameId(candidate.breakpointId, hit.breakpointId) &&
+               SameId(candidate.hitId, hit.hitId);
+    });
+    // The thread waits for its event alone: it is freed also when somebody emptied its slot.
+    const bool isListed = slot != std::end(hits);
+    if (!Signal(hit.hitId, isListed)) {
+        return !isListed;
+    }
+    if (isListed) {
+        slot->breakpointId = UUID{};
+    }
+    return true;
+}
+
+void BreakpointTable::ReleaseMine() {
+    if (!IsOpen()) {
+        return;
+    }
+    const NamedLock lock(mutex_.get(), kToolWaitMs);
+    if (!lock.Owned()) {
+        return;
+    }
+    for (LogBreakpoint& entry : (*table_)->entries) {
+        if (IsMine(entry)) {
+            ReleaseEntry(entry, false);
+        }
+    }
+    UpdateCount();
+}
+
+int BreakpointTable::ReleaseDead() {
+    if (!IsOpen()) {
+        return 0;
+    }
+    const NamedLock lock(mutex_.get(), kToolWaitMs);
+    if (!lock.Owned()) {
+        return 0;
+    }
+    int released = 0;
+    for (LogBreakpoint& entry : (*table_)->entries) {
+        const OwnerMark owner = MarkOf(entry.reserved);
+        if (!IsZero(entry.id) && owner.dwMagic == kMarkMagic && !OwnerLives(owner)) {
+            released += ReleaseEntry(entry, true);
+        }
+    }
+    UpdateCount();
+    return released;
+}
+
+bool BreakpointTable::Wait(DWORD milliseconds) {
+    return event_ && WaitForSingleObject(event_.get(), milliseconds) == WAIT_OBJECT_0;
+}
+
+bool BreakpointTable::IsMine(const LogBreakpoint& entry) const {
+    return !IsZero(entry.id) && std::memcmp(entry.reserved, mark_, sizeof mark_) == 0;
+}
+
+// Between the entry of a hit and the making of its event the library holds no lock. Whoever stays
+// makes the event in its place and keeps it: the thread finds it signalled. Who leaves cannot.
+bool BreakpointTable::Signal(const UUID& hitId, bool weStay) {
+    const WString name = HitEventName(hitId);
+    SharedHandle event(OpenEventW(EVENT_ALL_ACCESS, FALSE, name.c_str()));
+    if (event) {
+        return SetEvent(event.get()) != FALSE;
+    }
+    event = weStay ? MakeEvent(name) : nullptr;
+    if (!event || !SetEvent(event.get())) {
+        return false;
+    }
+    released_.push_back(std::move(event));
+    return true;
+}
+
+// Called under the breakpoint mutex, so no new hit of the entry comes meanwhile.
+int BreakpointTable::ReleaseEntry(LogBreakpoint& entry, bool weStay) {
+    int released = 0;
+    bool complete = true;
+    const UUID id = entry.id;
+    for (LogBreakpointHit& slot : (*table_)->hits) {
+        if (IsZero(id) || !SameId(slot.breakpointId, id)) {
+            continue;
+        }
+        if (Signal(slot.hitId, weStay)) {
+            slot.breakpointId = UUID{};
+            ++released;
+        } else {
+            complete = false;
+        }
+    }
+    entry.dwEnabled = 0;
+    if (complete) {
+        entry = LogBreakpoint{};
+    }
+    return released;
+}
+
+void BreakpointTable::UpdateCount() {
+    LogBreakpointTable& table = **table_;
+    DWORD count = 0;
+    for (DWORD i = 0; i < kBreakpointCount; ++i) {
+        if (!IsZero(table.entries[i].id)) {
+            count = i + 1;
+        }
+    }
+    table.dwCount = count;
+}

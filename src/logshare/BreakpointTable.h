@@ -1,0 +1,77 @@
+// Setting breakpoints and releasing the threads that stopped: the tool's side of the table.
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "logshare/BreakpointBlock.h"
+#include "logshare/SharedHandle.h"
+
+// Where a thread is to stop.
+struct LogBreakpointWish {
+    WString executable;     // its file name; case does not count
+    WString text{};         // part of the message; empty: every message
+    DWORD dwProcessId = 0;  // 0: any
+    DWORD dwThreadId = 0;   // 0: any
+};
+
+// The breakpoint table, joined or made, and the breakpoints that this object has set in it.
+//
+// Several tools may share the table. Each owns its breakpoints: the reserved bytes of an entry name
+// an event that exists as long as its owner, so that the others can tell what a dead one has left.
+// Entries without such a mark are those of other programs and are never touched.
+//
+// Threads: one at a time. Everything that is made lets every account in. No operation waits for the
+// breakpoint mutex longer than 1 s; where it could not be had, nothing was done.
+class BreakpointTable {
+public:
+    BreakpointTable();
+
+    // Does what ReleaseMine does.
+    ~BreakpointTable();
+    BreakpointTable(const BreakpointTable&) = delete;
+    BreakpointTable& operator=(const BreakpointTable&) = delete;
+
+    // False when the objects could not be made or are not what they should be; the constructor left
+    // the last error. Nothing works then.
+    bool IsOpen() const { return table_.has_value() && *table_; }
+
+    // Sets a breakpoint. Its id; nothing when the table is full or could not be locked, when the
+    // executable is empty, and when one of the texts does not fit.
+    std::optional<UUID> Add(const LogBreakpointWish& wish);
+
+    // The stopped threads that were not listed before: those of this object's breakpoints, which it
+    // is to release.
+    std::vector<LogBreakpointHit> NewHits();
+
+    // Lets the thread go on and frees its slot. True when that is done.
+    bool ReleaseHit(const LogBreakpointHit& hit);
+
+    // Lets all threads go on that stopped at this object's breakpoints, and empties its entries. A
+    // thread that is only just about to stop cannot be released by somebody who leaves: its entry
+    // stays, switched off, for the others' ReleaseDead.
+    void ReleaseMine();
+
+    // Does the same for owners that have died, and waits for threads about to stop as well. The
+    // number of threads that were let go.
+    int ReleaseDead();
+
+    // Returns as soon as a thread has stopped somewhere, at the latest after the time. Another tool
+    // may take the signal, so look at the hits in either case.
+    bool Wait(DWORD milliseconds);
+
+private:
+    bool IsMine(const LogBreakpoint& entry) const;
+    bool Signal(const UUID& hitId, bool weStay);
+    int ReleaseEntry(LogBreakpoint& entry, bool weStay);
+    void UpdateCount();
+
+    BYTE mark_[16] = {};  // what the reserved bytes of this object's entries hold
+    SharedHandle alive_;  // the event that the mark names
+    SharedHandle block_;
+    SharedHandle mutex_;
+    SharedHandle event_;
+    std::optional<SharedView<LogBreakpointTable>> table_;
+    std::vector<UUID> listed_;            // sorted ids of hits shown that are still there
+    std::vector<SharedHandle> released_;  // signals for threads that have not come to wait yet
+};

@@ -1,0 +1,191 @@
+#include "logshare/LogViewer.h"
+
+#include <algorithm>
+#include <chrono>
+#include <optional>
+#include <thread>
+
+#include "logshare/LogShareMemory.h"
+#include "logshare/NamedLock.h"
+#include "platform/Text.h"
+
+namespace {
+
+constexpr const WCHAR* kOwnPresence = WIDE("Global\\FENWICKEL_LOG_VIEWER");
+constexpr const WCHAR* kWatcherPrefix = WIDE("Global\\FENWICKEL_LOG_WATCHER_");
+constexpr DWORD kPollWaitMs = 200;
+constexpr DWORD kSliceMs = 20;
+constexpr DWORD kShortestSliceMs = 1;  // or many rings would keep a processor busy
+constexpr LONGLONG kSlots = kRingSlots;
+constexpr std::chrono::milliseconds kPresencePause{10};
+constexpr int kPresenceTries = 200;
+
+struct SharedEvent {
+    SharedHandle handle;
+    bool existed;
+};
+
+// An event that resets itself.
+SharedEvent MakeEvent(const WString& name) {
+    OpenToAll everyone;
+    SetLastError(ERROR_SUCCESS);
+    SharedHandle handle(CreateEventW(everyone.get(), FALSE, FALSE, name.c_str()));
+    const bool existed = GetLastError() == ERROR_ALREADY_EXISTS;
+    return {std::move(handle), existed};
+}
+
+// Moves the read index over records that are overwritten already. How many there were; 0 for
+// indices that no writer leaves, which are put right: what the slots hold is shown again rather
+// than lost. Nothing when all is well.
+std::optional<std::uint64_t> SkipOverwritten(LogRing& ring) {
+    const LONGLONG taken = ReadOnce(ring.nReadIndex);
+    const LONGLONG written = ReadOnce(ring.nWriteIndex);
+    const LONGLONG oldest = std::max(written, kSlots + kNoRingIndex) - kSlots;
+    if (written < kNoRingIndex) {
+        ring.nReadIndex = ring.nWriteIndex = kNoRingIndex;
+        return 0;
+    }
+    if (taken < kNoRingIndex || taken > written) {
+        ring.nReadIndex = oldest;
+        return 0;
+    }
+    if (taken >= oldest) {
+        return std::nullopt;
+    }
+    ring.nReadIndex = oldest;
+    return static_cast<std::uint64_t>(oldest) - static_cast<std::uint64_t>(taken);
+}
+
+}  // namespace
+
+struct LogViewer::Ring {
+    explicit Ring(const WString& executable) : name(UpperCase(executable)), reader(name) {}
+
+    WString name;          // upper case
+    SharedHandle watcher;  // exists while this executable has a watcher
+    SharedHandle event;
+    // A second hold on the mutex and the block of the reader below: losses are counted and records
+    // taken in one piece, under one lock.
+    SharedHandle mutex;
+    SharedHandle block;
+    CLogShareMemory reader;
+
+    bool Open();
+    void Poll(std::list<CLogMessage*>* messages, std::vector<LogLoss>* losses);
+};
+
+// The first writer makes the mutex and then the block, so they appear one after the other.
+bool LogViewer::Ring::Open() {
+    if (!mutex) {
+        mutex.reset(OpenMutexW(MUTEX_ALL_ACCESS, FALSE, RingMutexName(name).c_str()));
+    }
+    if (mutex && !block) {
+        block.reset(OpenSharedBlock(RingBlockName(name), RingLocalBlockName(name)));
+        reader.OpenRing();
+    }
+    return block != nullptr;
+}
+
+void LogViewer::Ring::Poll(std::list<CLogMessage*>* messages, std::vector<LogLoss>* losses) {
+    if (!Open()) {
+        return;
+    }
+    const NamedLock lock(mutex.get(), kPollWaitMs);
+    if (!lock.Owned()) {
+        return;
+    }
+    const SharedView<LogRing> ring(block.get());
+    if (!ring) {
+        return;
+    }
+    if (const auto lost = SkipOverwritten(*ring)) {
+        losses->push_back({name, *lost});
+    }
+    reader.Read(messages);
+}
+
+// The mark of our own kind comes first: whoever finds the presence finds what explains it.
+LogViewer::LogViewer() {
+    SharedEvent ours = MakeEvent(kOwnPresence);
+    SharedEvent presence = MakeEvent(kViewerPresenceEvent);
+    // What looks like a viewer of another kind is looked at again. Writers hold the presence for a
+    // moment with every message, and with it that of a viewer which has just gone; and one of our
+    // own that starts at the same moment may have made the presence, but not the mark.
+    for (int tries = 0; presence.existed && !ours.existed && tries < kPresenceTries; ++tries) {
+        presence.handle.reset();
+        ours.handle.reset();
+        std::this_thread::sleep_for(kPresencePause);
+        ours = MakeEvent(kOwnPresence);
+        presence = MakeEvent(kViewerPresenceEvent);
+    }
+    foreignViewer_ = presence.existed && !ours.existed;
+    ours_ = std::move(ours.handle);
+    presence_ = std::move(presence.handle);
+}
+
+LogViewer::~LogViewer() = default;
+
+// A ring event alone tells nothing: an idle writer keeps that of a viewer long gone. It counts when
+// its viewer is a program of another kind, which leaves no mark of its own.
+LogWatch LogViewer::Watch(const WString& executable) {
+    if (Watches(executable)) {
+        return LogWatch::Watching;
+    }
+    auto ring = std::make_unique<Ring>(executable);
+    SharedEvent watcher = MakeEvent(kWatcherPrefix + ring->name);
+    if (!watcher.handle) {
+        return LogWatch::Failed;
+    }
+    SharedEvent event = MakeEvent(RingEventName(ring->name));
+    if (!event.handle) {
+        return LogWatch::Failed;
+    }
+    if (watcher.existed || (event.existed && foreignViewer_)) {
+        return LogWatch::Taken;
+    }
+    ring->watcher = std::move(watcher.handle);
+    ring->event = std::move(event.handle);
+    rings_.push_back(std::move(ring));
+    return LogWatch::Watching;
+}
+
+bool LogViewer::Watches(const WString& executable) const {
+    return std::any_of(rings_.begin(), rings_.end(),
+                       [name = UpperCase(executable)](const std::unique_ptr<Ring>& ring) {
+                           return ring->name == name;
+                       });
+}
+
+bool LogViewer::LetAttach(const WString& executable) {
+    SharedEvent event = MakeEvent(RingEventName(executable));
+    if (!event.handle) {
+        return false;
+    }
+    attachEvents_.push_back(std::move(event.handle));
+    return true;
+}
+
+void LogViewer::Poll(std::list<CLogMessage*>* messages, std::vector<LogLoss>* losses) {
+    for (const std::unique_ptr<Ring>& ring : rings_) {
+        ring->Poll(messages, losses);
+    }
+}
+
+// One object can be waited for at a time, so the rings take turns in short slices.
+bool LogViewer::Wait(DWORD milliseconds) {
+    using Clock = std::chrono::steady_clock;
+    const auto end = Clock::now() + std::chrono::milliseconds(milliseconds);
+    do {
+        for (const std::unique_ptr<Ring>& ring : rings_) {
+            const DWORD slice =
+                std::max(kSliceMs / static_cast<DWORD>(rings_.size()), kShortestSliceMs);
+            if (WaitForSingleObject(ring->event.get(), slice) == WAIT_OBJECT_0) {
+                return true;
+            }
+        }
+        if (rings_.empty()) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(kSliceMs));
+        }
+    } while (Clock::now() < end);
+    return false;
+}

@@ -1,0 +1,52 @@
+// Holding named mutexes, and making objects that every account may open.
+#pragma once
+
+#include "platform/Platform.h"
+
+// Waits for a mutex and releases it at the end of the scope.
+//
+// Owned() is false after a time-out and after the last owner died with the mutex: what it guards
+// may be half written then, so the caller leaves it alone. The release that follows makes the mutex
+// sound again for the next one.
+class NamedLock {
+public:
+    NamedLock(HANDLE mutex, DWORD milliseconds)
+        : mutex_(mutex), result_(WaitForSingleObject(mutex, milliseconds)) {}
+    ~NamedLock() { ReleaseMutex(mutex_); }
+    NamedLock(const NamedLock&) = delete;
+    NamedLock& operator=(const NamedLock&) = delete;
+
+    bool Owned() const { return result_ == WAIT_OBJECT_0; }
+
+private:
+    HANDLE mutex_;
+    DWORD result_;
+};
+
+// Security attributes with a null access list. Must outlive the call that they are passed to.
+class OpenToAll {
+public:
+    OpenToAll() {
+        InitializeSecurityDescriptor(&descriptor_, SECURITY_DESCRIPTOR_REVISION);
+        SetSecurityDescriptorDacl(&descriptor_, TRUE, nullptr, FALSE);
+        attributes_.nLength = sizeof attributes_;
+        attributes_.lpSecurityDescriptor = &descriptor_;
+        attributes_.bInheritHandle = FALSE;
+    }
+    OpenToAll(const OpenToAll&) = delete;
+    OpenToAll& operator=(const OpenToAll&) = delete;
+
+    SECURITY_ATTRIBUTES* get() { return &attributes_; }
+
+private:
+    SECURITY_DESCRIPTOR descriptor_;
+    SECURITY_ATTRIBUTES attributes_;
+};
+
+// Creates the mapping under the global name, or under the local one where the global one is denied.
+// Null with the last error set on failure; ERROR_ALREADY_EXISTS as last error when it existed. The
+// caller closes it.
+HANDLE CreateSharedBlock(const WString& globalName, const WString& localName, DWORD byteCount);
+
+// Opens it under the global name, else under the local one. Null when there is neither.
+HANDLE OpenSharedBlock(const WString& globalName, const WString& localName);

@@ -1,0 +1,44 @@
+// Owners of handles of shared objects and of views of shared memory.
+#pragma once
+
+#include <memory>
+
+#include "platform/Platform.h"
+
+struct SharedHandleCloser {
+    using pointer = HANDLE;
+    void operator()(HANDLE handle) const { CloseHandle(handle); }
+};
+
+// Null when nothing is open.
+using SharedHandle = std::unique_ptr<void, SharedHandleCloser>;
+
+// A view of a whole block, read and write; empty when the block is smaller than T, as one planted
+// by somebody else may be.
+template <typename T>
+class SharedView {
+public:
+    explicit SharedView(HANDLE block)
+        : view_(static_cast<T*>(MapViewOfFile(block, FILE_MAP_ALL_ACCESS, 0, 0, sizeof(T)))) {}
+    ~SharedView() {
+        if (view_ != nullptr) {
+            UnmapViewOfFile(view_);
+        }
+    }
+    SharedView(const SharedView&) = delete;
+    SharedView& operator=(const SharedView&) = delete;
+
+    explicit operator bool() const { return view_ != nullptr; }
+    T* operator->() const { return view_; }
+    T& operator*() const { return *view_; }
+
+private:
+    T* view_;
+};
+
+// The value as it is in shared memory now, read exactly once: what was checked is what is used,
+// whatever a process without manners writes meanwhile.
+template <typename T>
+T ReadOnce(const T& shared) {
+    return *static_cast<const volatile T*>(&shared);
+}
