@@ -1,0 +1,36 @@
+// How the shadow-copy wrapper may serve a volume, how it did, and what killed processes have left.
+#pragma once
+
+#include <vector>
+
+#include "fenwickel/Types.h"
+
+namespace vsswrapper {
+
+// Which provider served a volume.
+struct VssProviderUse {
+    WString strVolumeName;  // as CreateSnapshot was given it
+    WString strProvider;    // "btrfs", "vss"; "live" is no point in time
+};
+
+// Sets the policy for the managers of this process. Without a call the live view is not allowed.
+//
+// allowLiveView: a volume that no other provider can serve is shown as it is. What changes while it
+// is read is then seen half before and half after.
+// uses: where CreateSnapshot appends an entry per volume that it took; may be null. Not owned; must
+// outlive the policy.
+//
+// Not to be called while a manager is in use.
+VSSWRAPPER_API void SetProviderPolicy(bool allowLiveView, std::vector<VssProviderUse>* uses);
+
+// Appends where the snapshots of the volume can be read that a process of ours took and did not
+// live to delete; those in use are left out. volumePath is the mount point of the volume. 0 or an
+// error code of the system. Where the system itself deletes what a process leaves there are none.
+VSSWRAPPER_API int ListLeftoverSnapshots(const WString& volumePath,
+                                         std::vector<WString>& snapshots);
+
+// Deletes one of them. 0 or an error code of the system: also for one that is in use by now, and
+// for what is no snapshot of ours.
+VSSWRAPPER_API int DeleteLeftoverSnapshot(const WString& snapshot);
+
+}  // namespace vsswrapper

@@ -1,0 +1,69 @@
+// From the host's paths to the set of volumes that hold them.
+#include "dbglog/DbgLogger.h"
+#include "fenwickel/MetaVSS.h"
+#include "platform/Platform.h"
+
+namespace {
+
+int LogNoVolumePath(const MetaVolVssInfo& meta, DWORD code) {
+    return LogFailure(static_cast<int>(code),
+                      WIDE("GetVolumePathName for meta:[%s] failed. EC:[%d]."),
+                      meta.strMetaPath.c_str(), code);
+}
+
+int LogNotFixed(const MetaVolVssInfo& meta) {
+    return LogFailure(-1, WIDE("The meta path:[%s] can't be snapshot. its drive Type:[%d]."),
+                      meta.strMetaPath.c_str(), meta.nDriveType);
+}
+
+int LogNoVolumeName(const MetaVolVssInfo& meta, DWORD code) {
+    return LogFailure(static_cast<int>(code),
+                      WIDE("GetVolumeNameForVolumeMountPoint for meta:[%s] volume:[%s] failed. "
+                           "EC:[%d]."),
+                      meta.strMetaPath.c_str(), meta.strVolumePath.c_str(), code);
+}
+
+// Fills the entry as far as the calls succeed.
+int ResolveVolume(MetaVolVssInfo& meta, WCHAR (&buffer)[MAX_PATH]) {
+    if (!GetVolumePathNameW(meta.strMetaPath.c_str(), buffer, MAX_PATH)) {
+        return LogNoVolumePath(meta, GetLastError());
+    }
+    meta.strVolumePath = buffer;
+    meta.nDriveType = GetDriveTypeW(meta.strVolumePath.c_str());
+    if (meta.nDriveType != DRIVE_FIXED) {
+        return LogNotFixed(meta);
+    }
+    if (!GetVolumeNameForVolumeMountPointW(meta.strVolumePath.c_str(), buffer, MAX_PATH)) {
+        return LogNoVolumeName(meta, GetLastError());
+    }
+    meta.strVolumeName = buffer;
+    return 0;
+}
+
+}  // namespace
+
+int CMetaVSS::ParseVolumeInfo() {
+    WCHAR buffer[MAX_PATH] = {};
+    for (MetaVolVssInfo& meta : m_vecMetaVols) {
+        if (const int code = ResolveVolume(meta, buffer)) {
+            return code;
+        }
+    }
+    return 0;
+}
+
+// Clears nothing: a second run appends every position to its volume once more.
+int CMetaVSS::PrepareVssVolume() {
+    if (const int code = ParseVolumeInfo()) {
+        return code;
+    }
+    for (std::int32_t i = 0; i < static_cast<std::int32_t>(m_vecMetaVols.size()); ++i) {
+        const WString& volume = m_vecMetaVols[static_cast<std::size_t>(i)].strVolumeName;
+        const auto [entry, added] = m_mapVolumes.try_emplace(volume);
+        entry->second.vecMetaIndex.push_back(i);
+        if (added) {
+            m_vecVolumes.push_back(volume);
+        }
+    }
+    return 0;
+}

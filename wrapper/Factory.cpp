@@ -1,0 +1,58 @@
+// The exported face: factory and policy.
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "BackupManager.h"
+#include "Policy.h"
+
+namespace vsswrapper {
+
+namespace {
+
+constinit Policy g_policy;
+constinit IVSSMgrFactory g_factory;
+
+// A process may run several backups at once, in as many threads. Never destroyed: at the end of the
+// process nothing is to be deleted or waited for.
+struct Managers {
+    std::mutex mutex;
+    std::vector<std::unique_ptr<BackupManager>> all;
+};
+
+Managers& HandedOut() {
+    static Managers* const managers = new Managers;
+    return *managers;
+}
+
+}  // namespace
+
+const Policy& CurrentPolicy() {
+    return g_policy;
+}
+
+void SetProviderPolicy(bool allowLiveView, std::vector<VssProviderUse>* uses) {
+    g_policy = {allowLiveView, uses};
+}
+
+IVSSMgrFactory* IVSSMgrFactory::GetFactory() {
+    return &g_factory;
+}
+
+void IVSSMgrFactory::ReleaseFactory() {}
+
+IVSSBackupMgrInterface* IVSSMgrFactory::GetVSSBackupMgr() {
+    Managers& managers = HandedOut();
+    const std::lock_guard lock(managers.mutex);
+    return managers.all.emplace_back(std::make_unique<BackupManager>()).get();
+}
+
+// Users do not say which manager they give back. It was shut down, since they do that first; the
+// others may still be at work for somebody else.
+void IVSSMgrFactory::ReleaseBackupMgr() {
+    Managers& managers = HandedOut();
+    const std::lock_guard lock(managers.mutex);
+    std::erase_if(managers.all, [](const auto& manager) { return manager->IsShutDown(); });
+}
+
+}  // namespace vsswrapper

@@ -1,0 +1,48 @@
+// A read-only btrfs snapshot of one volume, in the root folder of that volume under our tag.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/Platform.h"
+#include "platform/posix/Handle.h"
+
+// Owns the snapshot: what was not deleted before goes with the object.
+//
+// As long as the object lives its folder is held with flock, so that others can tell it from what a
+// killed process has left. Making one and looking for leftovers exclude each other, across
+// processes, by flock on the volume's root folder. Codes are those of the system.
+class BtrfsSnapshot {
+public:
+    // Of the volume whose root folder that is. Null with *code set on failure:
+    // ERROR_ACCESS_DENIED also without the right to delete the snapshot later.
+    static std::unique_ptr<BtrfsSnapshot> Create(const std::string& root, int* code);
+
+    ~BtrfsSnapshot() { Delete(); }
+    BtrfsSnapshot(const BtrfsSnapshot&) = delete;
+    BtrfsSnapshot& operator=(const BtrfsSnapshot&) = delete;
+
+    // The folder of the snapshot.
+    const std::string& path() const { return m_path; }
+
+    // 0 or a code; after a failure the snapshot stays, as one that was left behind.
+    int Delete();
+
+private:
+    BtrfsSnapshot(const std::string& root, std::string name, Descriptor folder);
+    bool Hold();
+
+    std::string m_path;
+    std::string m_name;   // its last component
+    Descriptor m_root;    // of the volume; none once the snapshot was deleted
+    Descriptor m_folder;  // of the snapshot, locked
+};
+
+// The folders of the snapshots in the volume's root folder that carry our tag and that nobody
+// holds. 0 or a code; a volume that has no snapshots of this kind has an empty list.
+int ListLeftovers(const std::string& root, std::vector<std::string>* paths);
+
+// Deletes one of them, given by its folder. ERROR_INVALID_PARAMETER for what is no snapshot of
+// ours, ERROR_SHARING_VIOLATION for one that is in use.
+int DeleteLeftover(const std::string& path);
