@@ -8,7 +8,7 @@
 
 // One command as main sees it.
 struct Command {
-    const char* name;
+    const char* name;  // one word, or a group and a word, as "log show"
     const char* summary;
     // Runs the command on its arguments and returns the exit code. Throws Failure.
     int (*run)(const Command& command, std::vector<std::string> arguments);
@@ -21,6 +21,12 @@ int RunDetect(const Command& command, std::vector<std::string> arguments);
 int RunDump(const Command& command, std::vector<std::string> arguments);
 int RunCommit(const Command& command, std::vector<std::string> arguments);
 int RunDiscard(const Command& command, std::vector<std::string> arguments);
+int RunLogShow(const Command& command, std::vector<std::string> arguments);
+int RunLogLevel(const Command& command, std::vector<std::string> arguments);
+int RunLogFile(const Command& command, std::vector<std::string> arguments);
+int RunLogCat(const Command& command, std::vector<std::string> arguments);
+int RunLogWatch(const Command& command, std::vector<std::string> arguments);
+int RunLogBreak(const Command& command, std::vector<std::string> arguments);
 
 // The fields of detect's JSON result without a run.
 JsonFields EmptyDetectResult();

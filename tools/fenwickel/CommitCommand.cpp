@@ -94,13 +94,12 @@ void Commit(const StateFiles& state, const LibraryLog& log) {
                                             "readable and commit again");
     }
     const bool baseGone = IsGone(state.base);
-    throw Failure(code == static_cast<int>(ERROR_SHARING_VIOLATION) && !baseGone ? ExitCode::Held
-                                                                                 : ExitCode::Failed,
-                  code,
-                  "cannot commit " + Quoted(state.syncing) + ": " + log.Cause(code) + ": " +
-                      (baseGone ? "the base is gone, the new listing is whole: put that right and "
-                                  "commit again"
-                                : "put that right and commit again; the base is unchanged"));
+    const bool held = code == static_cast<int>(ERROR_SHARING_VIOLATION) && !baseGone;
+    throw log.FailureOf(held ? ExitCode::Held : ExitCode::Failed, code,
+                        "cannot commit " + Quoted(state.syncing),
+                        baseGone ? "the base is gone, the new listing is whole: put that right and "
+                                   "commit again"
+                                 : "put that right and commit again; the base is unchanged");
 }
 
 void PrintText(const StateFiles& state, std::uint64_t records) {
@@ -141,7 +140,7 @@ int RunCommit(const Command& command, std::vector<std::string> arguments) {
     RequireOneFileSystem(state);
 
     HostCatchStopSignals();
-    const LibraryLog log(state);
+    const LibraryLog log;
     const StateLock lock(state);
     RequirePending(state);
     const std::uint64_t records = CheckedList(state.syncing);

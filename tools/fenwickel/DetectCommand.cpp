@@ -83,9 +83,9 @@ const char* RemedyFor(int code) {
 }
 
 Failure RunFailure(int code, const LibraryLog& log) {
-    return {code == ERROR_SHARING_VIOLATION ? ExitCode::Held : ExitCode::Failed, code,
-            "cannot detect changes: " + log.Cause(code) + ": " + RemedyFor(code) +
-                "; the previous listing is unchanged"};
+    return log.FailureOf(code == ERROR_SHARING_VIOLATION ? ExitCode::Held : ExitCode::Failed, code,
+                         "cannot detect changes",
+                         std::string(RemedyFor(code)) + "; the previous listing is unchanged");
 }
 
 int Generate(const DetectOptions& options, std::vector<stPathPair>& pairs,
@@ -183,7 +183,7 @@ int RunDetect(const Command& command, std::vector<std::string> arguments) {
     context.strDeleteDBPath = state.deleted;
 
     HostCatchStopSignals();
-    const LibraryLog log(state);
+    const LibraryLog log;
     const StateLock lock(state);
     RequireNoHalfCommit(state);
     CheckBase(state.base);

@@ -34,9 +34,9 @@ void Discard(const StateFiles& state, const LibraryLog& log) {
                           " could not be looked up: make its folder readable "
                           "and discard again");
     }
-    throw Failure(
+    throw log.FailureOf(
         code == static_cast<int>(ERROR_SHARING_VIOLATION) ? ExitCode::Held : ExitCode::Failed, code,
-        "cannot discard the run: " + log.Cause(code) + ": put that right and discard again");
+        "cannot discard the run", "put that right and discard again");
 }
 
 }  // namespace
@@ -50,7 +50,7 @@ int RunDiscard(const Command& command, std::vector<std::string> arguments) {
     RequirePending(state);
     RequireRecordFiles(state, false);
 
-    const LibraryLog log(state);
+    const LibraryLog log;
     const StateLock lock(state);
     RequirePending(state);
     Discard(state, log);

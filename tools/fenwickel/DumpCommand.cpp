@@ -5,6 +5,7 @@
 #include "Commands.h"
 #include "ExitCodes.h"
 #include "Failure.h"
+#include "LibraryLog.h"
 #include "Options.h"
 #include "Output.h"
 #include "RecordReader.h"
@@ -60,6 +61,7 @@ int RunDump(const Command& command, std::vector<std::string> arguments) {
     }
     const std::uint8_t wanted = ParseStatuses(options->statuses);
     const WString path = PathArgument("FILE", options->file);
+    const LibraryLog log;
     RecordReader reader(path);
     try {
         Print(reader, wanted, options->json);

@@ -24,6 +24,10 @@ void Append(std::string& text, const std::string& value) {
     }
 }
 
+void Append(std::string& text, bool value) {
+    text += value ? "true" : "false";
+}
+
 template <typename Number>
 void Append(std::string& text, Number value) {
     text += std::to_string(value);

@@ -8,7 +8,7 @@
 #include <vector>
 
 // Names and values of an object, in the order of printing. Text is UTF-8; no name needs an escape.
-using JsonValue = std::variant<int, std::uint64_t, std::string>;
+using JsonValue = std::variant<int, std::uint64_t, std::string, bool>;
 using JsonFields = std::vector<std::pair<const char*, JsonValue>>;
 
 // Appends the object, which has at least one field, and a line feed.

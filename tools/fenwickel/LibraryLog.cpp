@@ -2,33 +2,44 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
+#include <string_view>
 #include <utility>
+#include <vector>
 
-#include "ExitCodes.h"
-#include "Failure.h"
+#include "LogConfig.h"
+#include "logshare/LogEntries.h"
+#include "logshare/LogText.h"
+#include "logshare/SharedText.h"
 #include "platform/Host.h"
-#include "platform/Platform.h"
-#include "platform/Text.h"
 
 namespace {
 
-constexpr const WCHAR* kVariable = WIDE("FENWICKEL_LOG");
-constexpr DWORD kLongestPath = 32768;
-constexpr std::uint64_t kTailBytes = 64 * 1024;  // far more than the lines of one failure
-constexpr const char* kMessageStart = "[SYNC]:[";
+using View = std::basic_string_view<WCHAR>;
 
-WString NamedByUser() {
-    WString path(kLongestPath, 0);
-    const DWORD length = GetEnvironmentVariableW(kVariable, path.data(), kLongestPath);
-    path.resize(length < kLongestPath ? length : 0);
-    return path;
+constexpr const WCHAR* kFileName = WIDE("\\fenwickel.Log");
+constexpr std::uint64_t kTailBytes = 256 * 1024;  // far more than the lines of one failure
+constexpr std::size_t kMarkBytes = 2;             // where a file may say that it is UTF-16
+constexpr View kMessageStart = WIDE("[SYNC]:[");
+constexpr View kCodeStart = WIDE("EC:[");
+
+std::string BytesAt(HANDLE file, std::uint64_t from, std::size_t count) {
+    LARGE_INTEGER position;
+    position.QuadPart = static_cast<LONGLONG>(from);
+    std::string bytes(count, '\0');
+    DWORD read = 0;
+    if (!SetFilePointerEx(file, position, nullptr, FILE_BEGIN) ||
+        !ReadFile(file, bytes.data(), static_cast<DWORD>(count), &read, nullptr)) {
+        read = 0;
+    }
+    bytes.resize(read);
+    return bytes;
 }
 
-// The bytes of the file from start on, at most the last kTailBytes of them.
-std::string Tail(const WString& path, std::uint64_t start) {
-    const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+// The beginning of the file, which tells its encoding, and its last kTailBytes.
+std::string Tail(const WString& path) {
+    const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE) {
         return {};
     }
@@ -36,122 +47,127 @@ std::string Tail(const WString& path, std::uint64_t start) {
     size.QuadPart = 0;
     GetFileSizeEx(file, &size);
     const auto end = static_cast<std::uint64_t>(size.QuadPart);
-    LARGE_INTEGER from;
-    from.QuadPart = static_cast<LONGLONG>(std::max(start, end > kTailBytes ? end - kTailBytes : 0));
-    std::string text(kTailBytes, '\0');
-    DWORD bytes = 0;
-    if (!SetFilePointerEx(file, from, nullptr, FILE_BEGIN) ||
-        !ReadFile(file, text.data(), static_cast<DWORD>(text.size()), &bytes, nullptr)) {
-        bytes = 0;
-    }
+    const std::uint64_t from = end > kTailBytes ? end - kTailBytes : 0;
+    std::string bytes =
+        BytesAt(file, 0, kMarkBytes) +
+        BytesAt(file, std::max<std::uint64_t>(from - from % kMarkBytes, kMarkBytes), kTailBytes);
     CloseHandle(file);
-    text.resize(bytes);
-    return text;
+    return bytes;
 }
 
-bool IsFailure(const std::string& message) {
-    constexpr std::array kSigns = {"EC:[", "failed", "too long"};
+std::vector<LogEntry> Entries(std::string_view bytes) {
+    LogTextDecoder text;
+    LogEntryReader reader;
+    text.Feed(bytes);
+    for (WString line; text.NextLine(&line) || text.Rest(&line);) {
+        reader.AddLine(line);
+    }
+    reader.End();
+    std::vector<LogEntry> entries;
+    for (LogEntry entry; reader.Next(&entry);) {
+        entries.push_back(std::move(entry));
+    }
+    return entries;
+}
+
+// Where this process logs now: the process-wide file, which rolls over and which another tool may
+// have set, then the file of the only module, for a process that must not use the first.
+std::vector<WString> CurrentFiles() {
+    std::vector<WString> files;
+    try {
+        LogConfig(GetCurrentProcessId()).Use([&files](const LogCfgBlock& block) {
+            files = {TextOf(block.szLogFile), TextOf(block.entries[0].szLogFile)};
+            if ((block.entries[0].dwFlags & kFollowProcessFile) == 0) {
+                std::swap(files[0], files[1]);
+            }
+        });
+    } catch (const Failure&) {
+        files.clear();  // the block was damaged by somebody: no words then
+    }
+    return files;
+}
+
+bool IsFailure(View message) {
+    constexpr std::array<View, 3> kSigns = {kCodeStart, WIDE("failed"), WIDE("too long")};
     return std::any_of(kSigns.begin(), kSigns.end(),
-                       [&](const char* sign) { return message.find(sign) != std::string::npos; });
+                       [&](View sign) { return message.find(sign) != View::npos; });
 }
 
 // The code that a message ends with, "" when it has none.
-std::string CodeOf(const std::string& message) {
-    const std::size_t at = message.rfind("EC:[");
-    return at == std::string::npos ? "" : message.substr(at);
+View CodeOf(View message) {
+    const std::size_t at = message.rfind(kCodeStart);
+    return at == View::npos ? View() : message.substr(at);
 }
 
 // Without the tag and the function that begin every message and the code that ends it.
-std::string Words(std::string message) {
-    message.erase(std::min(message.size(), message.rfind("EC:[")));
-    message.erase(message.find_last_not_of(" .:") + 1);
-    const std::size_t end = message.find("]:", std::string(kMessageStart).size());
-    message.erase(0, end == std::string::npos ? 0 : end + 2);
-    return Escaped(HostDisplayText(WideFromUtf8(message)));
+std::string Words(WString message) {
+    message.erase(std::min(message.size(), message.rfind(kCodeStart)));
+    message.erase(message.find_last_not_of(WIDE(" .:")) + 1);
+    const std::size_t end = message.find(WIDE("]:"), kMessageStart.size());
+    message.erase(0, end == WString::npos ? 0 : end + 2);
+    return Escaped(HostDisplayText(message));
 }
 
-void RequireNotOfState(const WString& path, const StateFiles& state) {
-    if (path.empty()) {
-        return;
-    }
-    for (const StateRole& role : Roles(state)) {
-        RequireDistinct({"FENWICKEL_LOG", path}, role);
-    }
-}
-
-}  // namespace
-
-LibraryLog::LibraryLog(const StateFiles& state)
-    : m_path(NamedByUser()), m_file(INVALID_HANDLE_VALUE) {
-    RequireNotOfState(m_path, state);
-    if (OpenNamed()) {
-        return;
-    }
-    m_path = HostMakeTemporaryFile();
-    m_temporary = !m_path.empty();
-    if (m_temporary) {
-        SetEnvironmentVariableW(kVariable, m_path.c_str());
-    }
-}
-
-// Finds out what the file holds already. False, with a warning unless nobody named a file, when
-// the library could not write to it.
-bool LibraryLog::OpenNamed() {
-    if (m_path.empty()) {
-        return false;
-    }
-    m_file = CreateFileW(m_path.c_str(), FILE_APPEND_DATA,
-                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                         OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (m_file == INVALID_HANDLE_VALUE) {
-        const int code = static_cast<int>(GetLastError());
-        std::fprintf(stderr, "fenwickel: cannot write FENWICKEL_LOG %s: %s: going on without it\n",
-                     Quoted(m_path).c_str(), Reason(code).c_str());
-        return false;
-    }
-    LARGE_INTEGER size;
-    m_start = GetFileSizeEx(m_file, &size) ? static_cast<std::uint64_t>(size.QuadPart) : 0;
-    return true;
-}
-
-LibraryLog::~LibraryLog() {
-    if (m_file != INVALID_HANDLE_VALUE) {
-        CloseHandle(m_file);
-    }
-    if (m_temporary) {
-        DeleteFileW(m_path.c_str());
-    }
-}
-
-// A message is one line. A file that other programs write to as well may hold other lines.
-std::vector<std::string> LibraryLog::OwnMessages() const {
-    const std::string text = m_path.empty() ? "" : Tail(m_path, m_start);
-    std::vector<std::string> messages;
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t end = std::min(text.find('\n', at), text.size());
-        std::string line = text.substr(at, end - at);
-        if (line.starts_with(kMessageStart)) {
-            messages.push_back(std::move(line));
+// What this process wrote into the file since then, in order. Ids of ended processes come back.
+std::vector<WString> OwnMessages(const WString& path, std::uint64_t since) {
+    std::vector<WString> messages;
+    for (LogEntry& entry : Entries(Tail(path))) {
+        if (entry.kind == LogEntry::Kind::Message &&
+            entry.header.processId == GetCurrentProcessId() &&
+            LogTimeKey(entry.header.time) >= since && entry.text.starts_with(kMessageStart)) {
+            messages.push_back(std::move(entry.text));
         }
-        at = end + 1;
     }
     return messages;
 }
 
-std::string LibraryLog::Cause(int code) const {
-    const std::string words = LastFailure();
-    return (words.empty() ? "" : words + ": ") + Reason(code);
-}
-
-std::string LibraryLog::LastFailure() const {
-    std::vector<std::string> failures = OwnMessages();
-    std::erase_if(failures, [](const std::string& message) { return !IsFailure(message); });
-    if (failures.empty()) {
+// The message with which the last failure began, for people: the library tells one failure several
+// times, from the call that met it outwards, and the first of these messages names the file. Empty
+// when there is none.
+std::string LastFailure(std::vector<WString> messages) {
+    std::erase_if(messages, [](const WString& message) { return !IsFailure(message); });
+    if (messages.empty()) {
         return {};
     }
-    std::size_t first = failures.size() - 1;
-    while (first > 0 && CodeOf(failures[first - 1]) == CodeOf(failures.back())) {
+    std::size_t first = messages.size() - 1;
+    while (first > 0 && CodeOf(messages[first - 1]) == CodeOf(messages.back())) {
         --first;
     }
-    return Words(failures[first]);
+    return Words(messages[first]);
+}
+
+}  // namespace
+
+LibraryLog::LibraryLog() {
+    SYSTEMTIME now;
+    GetLocalTime(&now);
+    m_begin = LogTimeKey(now);
+    const WString folder = HostStateFolder();
+    const WString path = folder + kFileName;
+    if (folder.empty() || path.size() >= kLogPathCapacity) {
+        return;
+    }
+    try {
+        LogConfig(GetCurrentProcessId()).Use([&path](LogCfgBlock& block) {
+            SetText(block.szLogFile, path);
+        });
+    } catch (const Failure&) {
+        // What the run has to do does not depend on its log.
+    }
+}
+
+Failure LibraryLog::FailureOf(int exitCode, int code, const std::string& action,
+                              const std::string& remedy) const {
+    std::vector<WString> messages;
+    std::string where;
+    for (const WString& file : CurrentFiles()) {
+        if (messages.empty()) {
+            messages = OwnMessages(file, m_begin);
+            where = messages.empty() ? "" : "; see " + Quoted(file);
+        }
+    }
+    const std::string words = LastFailure(std::move(messages));
+    return {
+        exitCode, code,
+        action + ": " + (words.empty() ? "" : words + ": ") + Reason(code) + ": " + remedy + where};
 }

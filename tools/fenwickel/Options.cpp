@@ -51,6 +51,82 @@ void Define(CLI::App& app, PendingOptions& options) {
     app.add_flag("--json", options.json, "Print one JSON object");
 }
 
+void DefineProcess(CLI::App& app, std::string& process) {
+    app.add_option("PID", process, "Id of a running process that loads the library")
+        ->required()
+        ->type_name("");
+}
+
+void Define(CLI::App& app, LogShowOptions& options) {
+    DefineProcess(app, options.process);
+    app.add_flag("--json", options.json, "Print one JSON object for the process and per module");
+}
+
+void DefineChange(CLI::App& app, LogChangeOptions& options, const char* name, const char* help) {
+    DefineProcess(app, options.process);
+    app.add_option(name, options.value, help)->required()->type_name("");
+    app.add_option("--module", options.module, "Only for this module, as log show names it")
+        ->type_name("NAME");
+    app.add_flag("--json", options.json, "Print one JSON object");
+}
+
+void Define(CLI::App& app, LogLevelOptions& options) {
+    DefineChange(app, options, "LEVEL",
+                 "Write messages up to this number; \"default\" takes the change back");
+}
+
+void Define(CLI::App& app, LogFileOptions& options) {
+    DefineChange(app, options, "PATH", "Log into this file; \"default\" takes the change back");
+}
+
+void Define(CLI::App& app, LogCatOptions& options) {
+    app.add_option("FILE", options.file, "Log file")->required()->type_name("");
+    app.add_flag("-f,--follow", options.follow,
+                 "Go on with what is appended, also in the files that continue this one");
+    app.add_option("--level", options.level, "Only messages of this level or a smaller number")
+        ->type_name("N");
+    app.add_option("--grep", options.text, "Only messages that hold TEXT; case counts")
+        ->type_name("TEXT");
+    app.add_option("--since", options.since,
+                   "Only messages from then on: 2026-11-22, 2026-11-22T09:05:07, or 09:05 today")
+        ->type_name("TIME");
+    app.add_flag("--json", options.json, "Print one JSON object per message");
+}
+
+void Define(CLI::App& app, LogWatchOptions& options) {
+    app.add_option("--exe", options.executables,
+                   "File name of an executable to watch; may be repeated. Without it: every one "
+                   "that loads the library, also those that start later")
+        ->allow_extra_args(false)
+        ->type_name("NAME");
+    app.add_option("--level", options.level, "Only messages of this level or a smaller number")
+        ->type_name("N");
+    app.add_option("--grep", options.text, "Only messages that hold TEXT; case counts")
+        ->type_name("TEXT");
+    app.add_flag("--json", options.json, "Print one JSON object per message");
+}
+
+void Define(CLI::App& app, LogBreakOptions& options) {
+    app.add_option("--exe", options.executable, "File name of the executable")
+        ->required()
+        ->type_name("NAME");
+    app.add_option("--text", options.text,
+                   "Stop at messages that hold TEXT; case counts. Without it: at every message")
+        ->type_name("TEXT");
+    app.add_option("--pid", options.process, "Only threads of this process")
+        ->check(CLI::Range(1U, UINT32_MAX))
+        ->type_name("P");
+    app.add_option("--tid", options.thread, "Only this thread")
+        ->check(CLI::Range(1U, UINT32_MAX))
+        ->type_name("T");
+    app.add_option("--release-after", options.releaseAfter,
+                   "Let a thread go on after so many seconds. Standard input is not read then; "
+                   "without it Enter lets the oldest go on, and after the end of the input each "
+                   "goes on at once")
+        ->type_name("SECONDS");
+    app.add_flag("--json", options.json, "Print one JSON object per hit and per release");
+}
+
 // False when the arguments asked for help or for the version, which has then been printed.
 bool Parse(CLI::App& app, std::vector<std::string> arguments) {
     app.footer(ExitCode::Help);
@@ -94,3 +170,9 @@ std::optional<Options> ParseOptions(const Command& command, std::vector<std::str
 template std::optional<DetectOptions> ParseOptions(const Command&, std::vector<std::string>);
 template std::optional<DumpOptions> ParseOptions(const Command&, std::vector<std::string>);
 template std::optional<PendingOptions> ParseOptions(const Command&, std::vector<std::string>);
+template std::optional<LogShowOptions> ParseOptions(const Command&, std::vector<std::string>);
+template std::optional<LogLevelOptions> ParseOptions(const Command&, std::vector<std::string>);
+template std::optional<LogFileOptions> ParseOptions(const Command&, std::vector<std::string>);
+template std::optional<LogCatOptions> ParseOptions(const Command&, std::vector<std::string>);
+template std::optional<LogWatchOptions> ParseOptions(const Command&, std::vector<std::string>);
+template std::optional<LogBreakOptions> ParseOptions(const Command&, std::vector<std::string>);

@@ -1,6 +1,7 @@
 // What the user asked of each command, as plain values.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -35,8 +36,49 @@ struct PendingOptions {
     bool json = false;
 };
 
-// Parses the arguments of the command into its options, one of the three structures above. Nothing
-// when they asked for help or for the version, which has then been printed. Throws Failure with the
+struct LogShowOptions {
+    std::string process;
+    bool json = false;
+};
+
+// What log level and log file have in common.
+struct LogChangeOptions {
+    std::string process;
+    std::string value;
+    std::string module;  // empty: the whole process
+    bool json = false;
+};
+
+struct LogLevelOptions : LogChangeOptions {};
+struct LogFileOptions : LogChangeOptions {};
+
+struct LogCatOptions {
+    std::string file;
+    std::string level;
+    std::string text;
+    std::string since;
+    bool follow = false;
+    bool json = false;
+};
+
+struct LogWatchOptions {
+    std::vector<std::string> executables;  // empty: every one that runs
+    std::optional<int> level;
+    std::string text;
+    bool json = false;
+};
+
+struct LogBreakOptions {
+    std::string executable;
+    std::string text;
+    std::uint32_t process = 0;                  // 0: any
+    std::uint32_t thread = 0;                   // 0: any
+    std::optional<std::uint32_t> releaseAfter;  // seconds
+    bool json = false;
+};
+
+// Parses the arguments of the command into its options, one of the structures above. Nothing when
+// they asked for help or for the version, which has then been printed. Throws Failure with the
 // usage exit code.
 template <typename Options>
 std::optional<Options> ParseOptions(const Command& command, std::vector<std::string> arguments);

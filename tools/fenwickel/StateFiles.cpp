@@ -35,8 +35,7 @@ std::string HolderOf(const WString& lock) {
     return text.empty() ? "another process" : "process " + text;
 }
 
-}  // namespace
-
+// Whether by one name or by several names or links.
 void RequireDistinct(const StateRole& first, const StateRole& second) {
     if (HostResolvedPath(first.path) == HostResolvedPath(second.path) ||
         HostSameFile(first.path, second.path)) {
@@ -45,6 +44,8 @@ void RequireDistinct(const StateRole& first, const StateRole& second) {
                                            ": give each its own file");
     }
 }
+
+}  // namespace
 
 WString PathArgument(const std::string& name, const std::string& argument) {
     if (argument.empty()) {

@@ -23,9 +23,6 @@ struct StateRole {
     const WString& path;
 };
 
-// Throws Failure (Usage) when both name one file, by whatever names or links.
-void RequireDistinct(const StateRole& first, const StateRole& second);
-
 // A path argument in the library's form. Throws Failure (Usage) when it is empty or cannot be told.
 WString PathArgument(const std::string& name, const std::string& argument);
 

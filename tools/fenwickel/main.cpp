@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <string_view>
 
 #include "Commands.h"
 #include "ExitCodes.h"
@@ -21,16 +22,39 @@ constexpr std::array kCommands = {
     Command{"commit", "make the listing of the last detect the base of the next", RunCommit,
             NoFields},
     Command{"discard", "delete the listings of the last detect", RunDiscard, NoFields},
+    Command{"log show", "show at which level and into which file a process logs", RunLogShow,
+            nullptr},
+    Command{"log level", "change the level at which a process logs", RunLogLevel, NoFields},
+    Command{"log file", "change the file into which a process logs", RunLogFile, NoFields},
+    Command{"log cat", "print a log file as UTF-8", RunLogCat, nullptr},
+    Command{"log watch", "print the messages of running processes as they come", RunLogWatch,
+            nullptr},
+    Command{"log break", "hold threads at a message", RunLogBreak, nullptr},
 };
 
-constexpr const char* kRemedy = "see fenwickel --help";
+// "log" of "log show"; nothing for a command of one word.
+std::string_view GroupOf(const Command& command) {
+    const std::string_view name = command.name;
+    const std::size_t blank = name.find(' ');
+    return blank == std::string_view::npos ? std::string_view() : name.substr(0, blank);
+}
 
-std::string HelpText() {
-    std::string text = "Usage: fenwickel COMMAND [options]\n\nCommands:\n";
+bool IsGroup(const std::string& word) {
+    return !word.empty() && std::any_of(kCommands.begin(), kCommands.end(),
+                                        [&](const Command& it) { return GroupOf(it) == word; });
+}
+
+// Of the program, or of a group of commands.
+std::string HelpText(const std::string& group) {
+    std::string text = "Usage: fenwickel " + group + (group.empty() ? "" : " ") +
+                       "COMMAND [options]\n\nCommands:\n";
     for (const Command& command : kCommands) {
-        text += "  " + std::string(command.name);
-        text.append(12 - std::string(command.name).size(), ' ');
-        text += std::string(command.summary) + "\n";
+        if (group.empty() || GroupOf(command) == group) {
+            std::string name =
+                std::string(command.name).substr(group.empty() ? 0 : group.size() + 1);
+            name.resize(12, ' ');
+            text += "  " + name + command.summary + "\n";
+        }
     }
     text +=
         "\nOptions:\n  -h,--help     print this help; COMMAND --help tells about a command\n"
@@ -70,25 +94,41 @@ int RunReported(const Command& command, const std::vector<std::string>& argument
     }
 }
 
-int Dispatch(std::vector<std::string> arguments) {
-    const std::string first = arguments.empty() ? "" : arguments.front();
-    if (first == "--help" || first == "-h") {
-        PrintWhole(HelpText());
+// What stands in front of a command: --help, --version, or nothing that can be run. group is "" or
+// the group whose commands are meant.
+int RunWithoutCommand(const std::string& group, const std::string& word) {
+    if (word == "--help" || word == "-h") {
+        PrintWhole(HelpText(group));
         return ExitCode::Done;
     }
-    if (first == "--version") {
+    if (word == "--version") {
         PrintWhole("fenwickel " FENWICKEL_VERSION "\n");
         return ExitCode::Done;
     }
+    const std::string program = group.empty() ? "fenwickel" : "fenwickel " + group;
+    throw Failure(ExitCode::Usage, (word.empty() ? std::string("no command given")
+                                                 : "unknown command \"" + Escaped(word) + "\"") +
+                                       ": see " + program + " --help");
+}
+
+int Dispatch(std::vector<std::string> arguments) {
+    const auto takeWord = [&arguments] {
+        std::string word = arguments.empty() ? "" : arguments.front();
+        arguments.erase(arguments.begin(), arguments.begin() + (arguments.empty() ? 0 : 1));
+        return word;
+    };
+    const std::string first = takeWord();
+    const std::string group = IsGroup(first) ? first : "";
+    const std::string word = group.empty() ? first : takeWord();
+    std::string name = group;
+    name += group.empty() ? "" : " ";
+    name += word;
     for (const Command& command : kCommands) {
-        if (first == command.name) {
-            arguments.erase(arguments.begin());
+        if (command.name == name) {
             return RunReported(command, arguments);
         }
     }
-    throw Failure(ExitCode::Usage, first.empty()
-                                       ? std::string("no command given: ") + kRemedy
-                                       : "unknown command \"" + Escaped(first) + "\": " + kRemedy);
+    return RunWithoutCommand(group, word);
 }
 
 }  // namespace

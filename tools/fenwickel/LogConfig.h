@@ -1,0 +1,40 @@
+// The log configuration of a running process, opened as any outside tool opens it.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "logshare/ConfigBlock.h"
+#include "logshare/SharedHandle.h"
+
+// Opened by the process's id; the process needs to do nothing and may end at any time. While this
+// object lives, the block exists.
+class LogConfig {
+public:
+    // Throws Failure (Failed) when there is no such process, when it does not load the library, or
+    // when the block is not one.
+    explicit LogConfig(DWORD processId);
+
+    // Works on the block under its mutex. The block may hold anything, and change also under the
+    // mutex. Throws Failure (Failed) when the mutex is not to be had or the block is damaged.
+    void Use(const std::function<void(LogCfgBlock&)>& work) const;
+
+    // "process 4711"
+    std::string Name() const;
+
+private:
+    DWORD m_processId;
+    SharedHandle m_mutex;
+    SharedHandle m_mapping;
+    SharedView<LogCfgBlock> m_block;
+};
+
+// Understands a PID argument. Throws Failure (Usage).
+DWORD ParseProcessId(const std::string& argument);
+
+// The module's entry; the name is compared as the library compares it. Throws Failure (Failed)
+// telling the names that there are.
+LogCfgEntry& ModuleEntry(LogCfgBlock& block, const std::string& module);
+
+// How many entries of the table are taken.
+std::size_t ModuleCount(const LogCfgBlock& block);
