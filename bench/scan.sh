@@ -21,12 +21,16 @@ build() {
     cmake --preset bench
     cmake --build --preset bench --target fenwickel_tool make_tree bare_walk timed_run
 }
-if ! log=$(build 2>&1); then
-    echo "$log" >&2
+if ! output=$(build 2>&1); then
+    echo "$output" >&2
     exit 1
 fi
 state=$(mktemp -d /dev/shm/fenwickel-bench.XXXXXX)
 trap 'rm -rf "$state"' EXIT
+# The programs log here, too, not into the log of the user.
+export XDG_STATE_HOME=$state
+mkdir "$state/fenwickel"
+log=$state/fenwickel/fenwickel.Log
 state_files=(--base "$state/base" --syncing "$state/syncing" --deleted "$state/deleted")
 
 # folder_of N: where the two trees of N files lie.
@@ -75,7 +79,7 @@ time_program() {
         command=("$bin/fenwickel" detect --json "${state_files[@]}" "$folder/tree")
         ;;
     esac
-    FENWICKEL_LOG=$state/log "$bin/timed_run" "$result" "$state/log" "${command[@]}" >"$report"
+    "$bin/timed_run" "$result" "$log" "${command[@]}" >"$report"
     if [ "$1" = detect ]; then
         expect "\"unchanged\":$2[,}]"
         split_phases "$result" "$state/phase.$2.$3"

@@ -1,6 +1,7 @@
 // timed_run RESULT LOG COMMAND...: runs the command and writes to RESULT a line with its seconds,
 // then one with its peak resident memory in KiB, then every line that the command appended to the
-// file LOG, each after the seconds from the start until it appeared.
+// file LOG, each after the seconds from the start until it appeared. LOG may be UTF-16 if its text
+// is ASCII.
 //
 // Exits with the command's code, 128 when a signal ended it.
 #include <fcntl.h>
@@ -47,6 +48,7 @@ void StampLines(int file, double seconds, std::string& pending, std::string& lin
     for (ssize_t size; (size = read(file, buffer, sizeof(buffer))) > 0;) {
         pending.append(buffer, static_cast<std::size_t>(size));
     }
+    std::erase(pending, '\0');  // what is left of UTF-16 is ASCII
     for (std::size_t end; (end = pending.find('\n')) != std::string::npos;) {
         lines += std::to_string(seconds) + ' ' + pending.substr(0, end + 1);
         pending.erase(0, end + 1);

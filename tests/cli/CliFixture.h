@@ -20,6 +20,10 @@ class CliFixture : public testing::Test {
 protected:
     CliFixture() {
         std::filesystem::current_path(m_work.path());
+        // The tool's own log does not mix with that of the user.
+        const WString state = Wide(m_outputs.path().string());
+        SetEnvironmentVariableW(WIDE("XDG_STATE_HOME"), state.c_str());
+        SetEnvironmentVariableW(WIDE("LOCALAPPDATA"), state.c_str());
         std::filesystem::create_directories("tree/sub/skip");
         std::filesystem::create_directories("tree/skip");
         std::filesystem::create_directory("s");
@@ -50,6 +54,8 @@ protected:
         }
         return files;
     }
+
+    std::string ToolLog() const { return (m_outputs / "fenwickel/fenwickel.Log").string(); }
 
 private:
     const std::filesystem::path m_before = std::filesystem::current_path();

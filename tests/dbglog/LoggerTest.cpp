@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
 #include "CapturedLog.h"
+#include "TestRoles.h"
 #include "TestSupport.h"
 #include "dbglog/DbgLogger.h"
+#include "platform/Host.h"
 
 namespace {
 
@@ -19,6 +21,9 @@ public:
     void WriteLogW(int level, unsigned int errorCode, const WCHAR* text) override {
         EXPECT_EQ(errorCode, 0U);
         m_events += m_name + std::to_string(level) + "(" + Narrow(text) + ") ";
+        if (WString(text) == WIDE("too much")) {
+            throw std::bad_alloc();
+        }
     }
     int GetLogLevel() override {
         m_events += m_name + "? ";
@@ -55,6 +60,7 @@ TEST(Logger, PassesByLevelAndCleansText) {
         {9999, 9999, 3, "dropped before it is formatted", ""},
         {0, 0, 1, "wanted by nobody", "file? sm? "},
         {0, 9999, 1, "viewer only", "file? sm? file1(viewer only) sm1(viewer only) "},
+        {2, 0, 1, "too much", "file? file1(too much) sm1(too much) "},
         {2, 0, 1, "\n\nword\n", "file? file1(word) sm1(word) "},
         {2, 0, 1, "\n\n\n", "file? file1() sm1() "},
         {2, 0, 1, "kept\r\n", "file? file1(kept\r) sm1(kept\r) "},
@@ -65,14 +71,32 @@ TEST(Logger, PassesByLevelAndCleansText) {
     }
 }
 
-TEST(Logger, WritesUtf8LinesToTheFileOfTheEnvironment) {
-    CapturedLog log;
-    g_DbgLogger.Log(1, WIDE("[%s] caf\u00e9 %I64d"), WIDE("f"), std::int64_t{1} << 40);
-    g_DbgLogger.Log(3, WIDE("too unimportant"));
-    g_DbgLogger.Log(1, WIDE("[%s] cannot pass for a line"), WIDE("name\n\r"));
-    EXPECT_EQ(log.Lines(),
-              (std::vector<std::string>{"[f] caf\xC3\xA9 1099511627776",
-                                        "[name\xE2\x90\x8A\xE2\x90\x8D] cannot pass for a line"}));
+// Logs when the outputs are gone already: it was made before them, so it goes after them.
+struct LateLogger {
+    ~LateLogger() {
+        if (enabled) {
+            g_DbgLogger.Log(1, WIDE("after unload"));
+        }
+    }
+    bool enabled = false;
+};
+[[gnu::init_priority(101)]] LateLogger g_lateLogger;
+
+const TestRole g_lateRole("log-after-unload", [](const std::vector<std::string>& arguments) {
+    SetProcessLogFile(Wide(arguments[0]));
+    g_DbgLogger.Log(1, WIDE("before unload"));
+    g_lateLogger.enabled = true;
+    return 7;
+});
+
+TEST(Logger, DoesNothingAfterUnload) {
+    const TempFolder folder;
+    HostChild child =
+        HostChild::Start(RoleCommand("log-after-unload", {Narrow(folder.wide("log"))}));
+    EXPECT_EQ(child.Wait(60000), 7);
+    const std::string text = LogText(folder / "log");
+    EXPECT_NE(text.find("before unload"), std::string::npos);
+    EXPECT_EQ(text.find("after unload"), std::string::npos);
 }
 
 }  // namespace

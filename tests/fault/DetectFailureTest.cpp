@@ -123,10 +123,9 @@ int ReadyWithManyFiles(Bench& bench) {
     return result;
 }
 
-// The store stage writes its full cache while the walk goes on: three stages have logged their
-// start before it, and the build its end.
+// The store stage writes its full cache while the walk goes on.
 TEST(Failures, OfStoringDuringTheWalk) {
-    CheckFailures({{ReadyWithManyFiles, Generate, "WriteFile:5:once:112", 112,
+    CheckFailures({{ReadyWithManyFiles, Generate, "WriteFile:1:once:112", 112,
                     kBuilt + kTraverse + kCheck +
                         Lines{kStore[0],
                               "F::AppendRecord]:write file:[$S] failed.Bytes2Write:[4193928]."

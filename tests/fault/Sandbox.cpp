@@ -64,7 +64,9 @@ Ended Sandbox::Run(const std::string& command, const std::string& fault, bool tr
         arguments.push_back(root + "tree");
     }
     // Failing closes leak by design, and a leak check would change the exit code.
-    std::vector<std::string> environment = {"FENWICKEL_LOG=" + root + "log", "TMPDIR=" + root,
+    // The program logs into its user's state folder.
+    const std::string home = root + "home";
+    std::vector<std::string> environment = {"XDG_STATE_HOME=" + home, "TMPDIR=" + root,
                                             "ASAN_OPTIONS=detect_leaks=0"};
     if (!fault.empty()) {
         environment.push_back("FENWICKEL_FAULT=" + fault);
@@ -72,9 +74,8 @@ Ended Sandbox::Run(const std::string& command, const std::string& fault, bool tr
     if (tracing) {
         environment.push_back("FENWICKEL_FAULT_TRACE=" + root + "trace");
     }
-    for (const char* name : {"log", "trace"}) {
-        std::filesystem::remove(root + name);
-    }
+    std::filesystem::remove(root + "trace");
+    std::filesystem::remove_all(home);
     posix_spawn_file_actions_t streams;
     posix_spawn_file_actions_init(&streams);
     posix_spawn_file_actions_addopen(&streams, 1, "/dev/null", O_WRONLY, 0);

@@ -42,6 +42,10 @@ struct Role {
     }
 };
 
+bool IsLogFunction(const std::string& function) {
+    return function.starts_with("log/");
+}
+
 struct Point {
     std::size_t role;
     std::string function;
@@ -54,7 +58,11 @@ struct Point {
         return function == "WaitForSingleObject" || function.starts_with("Release");
     }
     // Sooner or later every close is given up.
-    bool IsClose() const { return function == "CloseHandle" || function == "FindClose"; }
+    bool IsClose() const {
+        return function.ends_with("CloseHandle") || function.ends_with("FindClose");
+    }
+    // A failure of the log is nobody's but its own.
+    bool IsOfLog() const { return IsLogFunction(function); }
     bool HindersDeletion() const {
         return function == "DeleteFileW" || function == "PathFileExistsW" || IsClose();
     }
@@ -74,8 +82,7 @@ public:
     Laboratory();
     std::vector<Point> Points();
     void Try(const Point& point);
-    // Messages that a role logs when nothing fails.
-    const std::vector<long long>& LogLines() const { return m_logLines; }
+    std::size_t RoleCount() const { return m_roles.size(); }
 
 private:
     void CheckEnd(const Point& point, const Ended& ended);
@@ -84,7 +91,6 @@ private:
 
     Sandbox m_sandbox;
     std::vector<Role> m_roles;
-    std::vector<long long> m_logLines;
 };
 
 Laboratory::Laboratory() {
@@ -104,8 +110,6 @@ Laboratory::Laboratory() {
         m_sandbox.Write(role.before);
         EXPECT_EQ(m_sandbox.Run(role.command).exitCode, 0);
         role.after = PlainState(m_sandbox.Read());
-        const std::string log = m_sandbox.Bytes("log");
-        m_logLines.push_back(std::count(log.begin(), log.end(), '\n'));
     }
     EXPECT_EQ(m_roles[0].after, PlainState(pending));
     EXPECT_EQ(AnswerOf(m_roles[1].after), kNothingKnown);
@@ -129,6 +133,21 @@ std::vector<long long> CallsToTry(long long calls) {
     return tried;
 }
 
+// The log does the same for every message, whatever the command.
+std::vector<long long> CallsOfLogToTry(std::size_t role, long long calls) {
+    const std::set<long long> tried = {1, 2, calls / 2, calls};
+    return role == 0 ? std::vector<long long>(tried.lower_bound(1), tried.upper_bound(calls))
+                     : std::vector<long long>();
+}
+
+// Giving a mutex back that one owns does not fail. If it did, the log's (the tool takes it first,
+// to name its file) would be gone for the other threads, and each message would wait for its
+// limits.
+bool KeepsTheMutexOfTheLog(const std::string& function, long long n, const std::string& mode) {
+    return mode != "kill" &&
+           (function == "log/ReleaseMutex" || (function == "ReleaseMutex" && n == 1));
+}
+
 std::vector<Point> Laboratory::Points() {
     std::vector<Point> points;
     for (std::size_t role = 0; role < m_roles.size(); ++role) {
@@ -146,9 +165,12 @@ std::vector<Point> Laboratory::Points() {
             } else if (function == "CreateFileW") {
                 modes.push_back("once:2");
             }
-            for (const long long n : CallsToTry(count)) {
+            for (const long long n :
+                 IsLogFunction(function) ? CallsOfLogToTry(role, count) : CallsToTry(count)) {
                 for (const char* mode : modes) {
-                    points.push_back({role, function, n, mode});
+                    if (!KeepsTheMutexOfTheLog(function, n, mode)) {
+                        points.push_back({role, function, n, mode});
+                    }
                 }
             }
         }
@@ -182,6 +204,7 @@ void Laboratory::CheckEnd(const Point& point, const Ended& ended) {
         return;
     }
     EXPECT_TRUE(m_roles[point.role].exitCodes.contains(ended.exitCode));
+    EXPECT_TRUE(ended.exitCode == 0 || !point.IsOfLog());
     const bool isClean = ended.err.ends_with("left: 0 handles, 1 threads\n");
     EXPECT_TRUE(isClean || (point.IsClose() && ended.err.ends_with("handles, 1 threads\n")));
 }
@@ -265,12 +288,11 @@ TEST(Sweep, EveryFailureIsToldAndLeavesTheBaseWhole) {
     for (const auto& [what, count] : g_counts) {
         std::printf("%6d %s\n", count, what.c_str());
     }
-    // A message or the number in the lock file that cannot be written changes nothing; any other
-    // write that fails is noticed.
-    constexpr long long kLockWrites = 1;
-    for (std::size_t role = 0; role < first.LogLines().size(); ++role) {
-        EXPECT_EQ(g_counts["unnoticed writes of role " + std::to_string(role)],
-                  first.LogLines()[role] + kLockWrites);
+    // The number in the lock file that cannot be written changes nothing; any other write of the
+    // work that fails is noticed.
+    constexpr int kLockWrites = 1;
+    for (std::size_t role = 0; role < first.RoleCount(); ++role) {
+        EXPECT_EQ(g_counts["unnoticed writes of role " + std::to_string(role)], kLockWrites);
     }
     EXPECT_GT(points.size(), 100U);
 }

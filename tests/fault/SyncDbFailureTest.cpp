@@ -288,8 +288,7 @@ TEST(Failures, OfTheDeletedItemList) {
              Lines{"F::ReadRecord]: read file:[$B] failed, toreadbytes:[4194304].EC:[5].",
                    "D::DumpDeleteItemList] failed to read from base database.EC:[5]."} +
              DumpEnds("1", "5")},
-        // The first write is that of the start message.
-        {ReadyWithLongBase, GenerateDeleted, "WriteFile:2:once:5", 5,
+        {ReadyWithLongBase, GenerateDeleted, "WriteFile:1:once:5", 5,
          kStart +
              Lines{"F::AppendRecord]:write file:[$D] failed.Bytes2Write:[4193928].EC:[5].",
                    "F::AppendRecord]:Write Item cache failed.EC:[5].",

@@ -1,0 +1,16 @@
+// Tests that act as a viewer take turns: there is one presence event on the machine.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "logshare/SharedHandle.h"
+
+// Holds the turn for its lifetime. A test that dies with it hands it on.
+class ViewerTurn {
+public:
+    ViewerTurn() { EXPECT_NE(WaitForSingleObject(turn_.get(), 120000), WAIT_TIMEOUT); }
+    ~ViewerTurn() { ReleaseMutex(turn_.get()); }
+
+private:
+    SharedHandle turn_{CreateMutexW(nullptr, FALSE, WIDE("Global\\FENWICKEL_TEST_VIEWER"))};
+};

@@ -1,0 +1,16 @@
+#include "load/LoadRoles.h"
+#include "logshare/ConfigBlock.h"
+#include "logshare/SharedHandle.h"
+
+bool PauseProcess(DWORD, bool) {
+    return false;
+}
+
+int TracesOf(const std::set<DWORD>& dead) {
+    int traces = 0;
+    for (const DWORD id : dead) {
+        traces +=
+            SharedHandle(OpenMutexW(SYNCHRONIZE, FALSE, LogCfgMutexName(id).c_str())) != nullptr;
+    }
+    return traces;
+}

@@ -1,0 +1,202 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <optional>
+#include <thread>
+
+#include "TestSupport.h"
+#include "fenwickel/MetaVSS.h"
+#include "fenwickel/VSSProviderPolicy.h"
+#include "platform/FaultPoint.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using vsswrapper::DeleteLeftoverSnapshot;
+
+bool Shell(const std::string& command) {
+    const std::string line = "PATH=$PATH:/usr/sbin:/sbin; (" + command + ") >/dev/null 2>&1";
+    return std::system(line.c_str()) == 0;
+}
+
+// A snapshot of what holds the path.
+struct Snapshot {
+    explicit Snapshot(const fs::path& path, const fs::path& second = {}) : out(1) {
+        out[0].strMetaPath = WidePath(path);
+        vss.AddMetaFileVol(out);
+        out[0].strMetaPath = WidePath(second.empty() ? path : second);
+        vss.AddMetaFileVol(out);
+        code = vss.CreateSnapshotForMetaVol();
+        vss.GetMetaFileVolSnapshot(out);
+    }
+
+    fs::path Inside(std::size_t n = 0) const {
+        std::string path = Narrow(out.at(n).strMetaPath);
+        path.replace(0, out[n].strVolumePath.size(), Narrow(out[n].strSnapshotDevice));
+        std::replace(path.begin(), path.end(), '\\', '/');
+        return path;
+    }
+
+    CMetaVSS vss;
+    std::vector<MetaVolVssInfo> out;
+    int code;
+};
+
+// A small btrfs on a loop device, in mounts that only this process sees: they end with it.
+class Btrfs : public testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        s_folder.emplace();
+        const std::string image = *s_folder / "image";
+        fs::create_directory(Disk());
+        s_ready = unshare(CLONE_NEWNS) == 0 && Shell("mount --make-rprivate /") &&
+                  Shell("truncate -s 128M " + image + " && mkfs.btrfs " + image) &&
+                  Shell("mount -t btrfs -o loop " + image + " " + Disk().string());
+    }
+    static void TearDownTestSuite() {
+        umount2(Disk().c_str(), MNT_DETACH);
+        s_folder.reset();
+    }
+
+    void SetUp() override {
+        if (!s_ready) {
+            GTEST_SKIP() << "tests skipped: no root, mkfs.btrfs, loop device or btrfs";
+        }
+        vsswrapper::SetProviderPolicy(false, &uses);
+        fs::create_directory(folder);
+    }
+    void TearDown() override {
+        FaultDisarm();
+        if (s_ready) {
+            EXPECT_EQ(CountOurs(), 0);
+            fs::remove_all(folder);
+        }
+    }
+
+    static fs::path Disk() { return *s_folder / "disk"; }
+    static std::vector<WString> Leftovers() {
+        std::vector<WString> found;
+        EXPECT_EQ(vsswrapper::ListLeftoverSnapshots(WidePath(Disk()), found), 0);
+        return found;
+    }
+    // Snapshots that lie on the disk beside the test's folder, in use or not.
+    static long CountOurs() { return std::distance(fs::directory_iterator(Disk()), {}) - 1; }
+    bool BreaksTheRule(int attempts);
+
+    static std::optional<TempFolder> s_folder;
+    static bool s_ready;
+    const fs::path folder = Disk() / "folder";
+    std::vector<vsswrapper::VssProviderUse> uses;
+};
+
+std::optional<TempFolder> Btrfs::s_folder;
+bool Btrfs::s_ready = false;
+
+// The rule of a writer: b never holds a higher number than a. True when a read of both, a first,
+// while the writer goes on, finds it broken.
+bool Btrfs::BreaksTheRule(int attempts) {
+    std::atomic<int> count{0};
+    std::atomic<bool> stop{false};
+    std::thread writer([&] {
+        const int files[] = {open((folder / "a").c_str(), O_CREAT | O_WRONLY | O_DSYNC, 0600),
+                             open((folder / "b").c_str(), O_CREAT | O_WRONLY | O_DSYNC, 0600)};
+        for (; !stop; ++count) {
+            const std::string number = std::to_string(100000000 + count);
+            for (const int file : files) {
+                EXPECT_EQ(pwrite(file, number.data(), 9, 0), 9);
+            }
+        }
+        close(files[0]);
+        close(files[1]);
+    });
+    const auto letRun = [&] {
+        for (const int start = count; count < start + 3;) {
+            std::this_thread::yield();
+        }
+    };
+    bool broken = false;
+    for (letRun(); attempts > 0 && !broken; --attempts) {
+        const Snapshot snapshot(folder);
+        const std::string a = ReadBytes(snapshot.Inside() / "a");
+        letRun();
+        const std::string b = ReadBytes(snapshot.Inside() / "b");
+        EXPECT_EQ(a.size() + b.size(), 18U) << snapshot.code;
+        broken = b > a;
+    }
+    stop = true;
+    writer.join();
+    return broken;
+}
+
+TEST_F(Btrfs, SnapshotIsAPointInTimeAndTheLiveViewIsNot) {
+    EXPECT_FALSE(BreaksTheRule(5));
+    EXPECT_EQ(uses.at(4).strProvider, WIDE("btrfs"));
+    vsswrapper::SetProviderPolicy(true, &uses);
+    FaultArm("CreateSnapshot", 1, FaultMode::FromThenOn, ERROR_IO_DEVICE);
+    EXPECT_TRUE(BreaksTheRule(50));
+    EXPECT_EQ(uses.at(5).strProvider, WIDE("live"));
+}
+
+TEST_F(Btrfs, NestedSubvolumeIsAVolumeOfItsOwn) {
+    const fs::path nested = folder / "nested";
+    ASSERT_TRUE(Shell("btrfs subvolume create " + nested.string()));
+    WriteBytes(folder / "file", "1");
+    WriteBytes(nested / "file", "1");
+    FaultArm("CreateSnapshot", 2, FaultMode::Once, ERROR_IO_DEVICE);
+    EXPECT_EQ(Snapshot(folder / "file", nested / "file").code, 1117);
+    EXPECT_EQ(CountOurs(), 0);  // all volumes or none
+    {
+        const Snapshot snapshot(folder / "file", nested / "file");
+        ASSERT_EQ(snapshot.code, 0);
+        WriteBytes(nested / "file", "22");
+        EXPECT_EQ(ReadBytes(snapshot.Inside(0)) + ReadBytes(snapshot.Inside(1)), "11");
+        EXPECT_EQ(Narrow(snapshot.out[1].strVolumePath), Narrow(WidePath(nested)) + "\\");
+        EXPECT_TRUE(fs::is_empty(snapshot.Inside(0).parent_path() / "nested"));
+        EXPECT_EQ(uses.size(), 2U);
+    }
+    EXPECT_EQ(std::distance(fs::directory_iterator(nested), {}), 1);
+    ASSERT_TRUE(Shell("btrfs subvolume delete " + nested.string()));
+}
+
+TEST_F(Btrfs, DisksThatRefuse) {
+    ASSERT_TRUE(Shell("mount -o remount,ro " + Disk().string()));
+    EXPECT_EQ(Snapshot(folder).code, 19);
+    ASSERT_TRUE(Shell("mount -o remount,rw " + Disk().string()));
+    ASSERT_EQ(chown(Disk().c_str(), 65534, 65534), 0);  // who may take one and not delete it
+    ASSERT_EQ(seteuid(65534), 0);
+    const int unprivileged = Snapshot(folder).code;
+    ASSERT_EQ(seteuid(0), 0);
+    EXPECT_EQ(unprivileged, 5);
+    EXPECT_FALSE(Shell("cat /dev/zero >" + (folder / "filler").string()));  // until it is full
+    const Snapshot onFull(folder);
+    EXPECT_TRUE(onFull.code == 0 || onFull.code == 112) << onFull.code;
+    EXPECT_EQ(CountOurs(), onFull.code == 0 ? 1 : 0);
+}
+
+TEST_F(Btrfs, OnlyWhatAKilledRunLeavesIsALeftover) {
+    const Snapshot first(folder);
+    const pid_t child = fork();
+    if (child == 0) {
+        FaultArm("DeleteSubvolume", 1, FaultMode::Kill, 0);
+        { const Snapshot killed(folder); }
+        _exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(CountOurs(), 2);
+    { const Snapshot second(folder); }
+    ASSERT_EQ(Leftovers().size(), 1U);
+    EXPECT_EQ(DeleteLeftoverSnapshot(first.out[0].strSnapshotDevice), 32);
+    EXPECT_EQ(DeleteLeftoverSnapshot(WidePath(folder)), 87);
+    EXPECT_EQ(DeleteLeftoverSnapshot(Leftovers()[0]), 0);
+    EXPECT_EQ(CountOurs(), 1);
+    EXPECT_TRUE(fs::is_directory(first.Inside()));
+}
+
+}  // namespace
