@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <new>
 #include <utility>
@@ -18,6 +19,11 @@ constexpr std::uint32_t kKeyMark = 0x46570000;
 constexpr std::uint32_t kKeyRandomBits = 0xFFFF;
 
 constexpr std::uint64_t kLargestPayload = std::uint64_t{1} << 46;
+
+// Raised by every detaching, read by every attaching. The system may hand the next segment the
+// addresses of the last one; that the other thread was done with them is known to the kernel alone,
+// so it is said here in a form that the memory model (and a race detector) counts.
+std::atomic<unsigned> g_detached{0};
 
 std::size_t PageSize() {
     return static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
@@ -88,6 +94,7 @@ bool Segment::Attach(int id) {
     if (memory == reinterpret_cast<void*>(-1)) {
         return false;
     }
+    g_detached.load(std::memory_order_acquire);
     Detach();
     memory_ = memory;
     id_ = id;
@@ -101,6 +108,7 @@ bool Segment::Attach(int id) {
 
 void Segment::Detach() {
     if (memory_ != nullptr) {
+        g_detached.fetch_add(1, std::memory_order_release);
         shmdt(memory_);
     }
     memory_ = nullptr;
