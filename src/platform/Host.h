@@ -32,6 +32,33 @@ bool HostIsFolder(const WString& path);
 // device, no pipe.
 bool HostIsRegularFile(const WString& path);
 
+// What stands at a path, links not followed.
+enum class HostEntry {
+    File,
+    Folder,
+    Link,     // symbolic link, or what the system has of that kind
+    Other,    // socket, pipe, device
+    Missing,  // certainly nothing
+    Unknown,  // that could not be found out; the last error tells why
+};
+HostEntry HostEntryAt(const WString& path);
+
+// A path or a part of one as other programs of this system are given it: the exact bytes on POSIX,
+// UTF-8 elsewhere; with '/' between components.
+std::string HostNativePath(const WString& path);
+
+// The time now as file systems stamp it on what is written now, 100-ns units since 1601 UTC.
+std::uint64_t HostFileClock();
+
+// Full paths of what is mounted below the folder, and of the subvolumes below it, sorted, without
+// snapshots of this program. For a program that reads the folder these are other volumes. Those
+// that this account may not see are left out. links in folder are resolved.
+std::vector<WString> HostVolumesBelow(const WString& folder);
+
+// Root folders of the volumes that can hold snapshots which a killed process left there, sorted, as
+// far as this account sees them. None where the system itself deletes such snapshots.
+std::vector<WString> HostSnapshotVolumes();
+
 // The folder that holds the path.
 WString HostParentFolder(const WString& path);
 
@@ -108,13 +135,26 @@ std::vector<HostProcess> HostProcesses();
 // True while a process with the id runs (also one of another account).
 bool HostProcessRuns(std::uint32_t id);
 
-// A child process, owned: the destructor kills one that still runs and waits for its end.
+// What differs in a child process from what it would get anyway.
+struct HostChildOptions {
+    WString output;               // file for its standard output, made or emptied; "": our own
+    WString errors;               // the same for its standard error
+    bool outputToErrors = false;  // standard output goes to our own standard error
+    HANDLE inherited = nullptr;   // an open file that stays open, and locked, until the child ends,
+                                  // too; still the caller's to close
+};
+
+// A child process, owned: the destructor kills one that still runs and waits for its end. When this
+// process is killed, Windows ends the child as well; elsewhere it lives on, and what it inherited
+// with it.
 class HostChild {
 public:
-    // Starts the program command[0] with the rest as arguments. Standard streams are this
-    // process's own, except that input is empty. An object without a process when it cannot be
-    // started, with the last error set.
-    static HostChild Start(const std::vector<std::string>& command);
+    // Starts the program command[0], looked for as the system's shell does, with the rest as
+    // arguments. Standard streams are this process's own unless options say otherwise, except that
+    // input is empty. An object without a process when it cannot be started, with the last error
+    // set: ERROR_FILE_NOT_FOUND when there is no such program.
+    static HostChild Start(const std::vector<std::string>& command,
+                           const HostChildOptions& options = {});
 
     HostChild() = default;
     HostChild(HostChild&& other) noexcept;
@@ -123,6 +163,9 @@ public:
 
     explicit operator bool() const { return handle_ != 0; }
     std::uint32_t Id() const { return id_; }
+
+    // Asks it to end, by SIGTERM. Without effect on Windows, where only the console asks.
+    void AskToEnd();
 
     // Ends it at once, as SIGKILL does.
     void Kill();

@@ -28,6 +28,11 @@ DWORD Move(const WString& from, const WString& to) {
     return CodeOf(MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_WRITE_THROUGH));
 }
 
+DWORD Replace(const WString& from, const WString& to) {
+    return CodeOf(
+        MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH));
+}
+
 std::string Read(HANDLE file, DWORD count) {
     std::string text(count, '?');
     DWORD got = 0;
@@ -68,6 +73,9 @@ TEST(ContractFiles, FailuresHaveTheirCodes) {
         {"move missing", [&] { return Move(none, folder.wide("x")); }, 2},
         {"move over", [&] { return Move(a, folder.wide("b")); }, 183},
         {"move without parent", [&] { return Move(a, lost); }, 3},
+        {"replace missing", [&] { return Replace(none, a); }, 2},
+        {"replace folder", [&] { return Replace(a, folder.wide("d")); }, 5},
+        {"replace without parent", [&] { return Replace(a, lost); }, 3},
         {"close nothing", [&] { return CodeOf(CloseHandle(nullptr)); }, 6},
     };
     for (const auto& [what, act, expected] : table) {
@@ -102,6 +110,28 @@ TEST(ContractFiles, SharingAsTheHolderAllows) {
     EXPECT_EQ(Move(f, folder.wide("g")), 0U);
     EXPECT_TRUE(DeleteFileW(folder.wide("g").c_str()));
     EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+}
+
+TEST(ContractFiles, ReplacesWhatNobodyHolds) {
+    const TempFolder folder;
+    const WString f = folder.wide("f");
+    const WString g = folder.wide("g");
+    const std::pair<DWORD, DWORD> holders[] = {{kReadWrite, FILE_SHARE_READ},
+                                               {GENERIC_READ, FILE_SHARE_READ}};
+    WriteBytes(folder / "g", "old");
+    WriteBytes(folder / "f", "new");
+    for (const auto& [access, share] : holders) {
+        for (const WString& held : {f, g}) {
+            const HANDLE holder = Open(held, access, share, OPEN_EXISTING);
+            EXPECT_EQ(Replace(f, g), held == f ? 32U : 5U) << std::hex << access;
+            EXPECT_TRUE(CloseHandle(holder));
+        }
+    }
+    EXPECT_EQ(ReadBytes(folder / "g"), "old");
+    EXPECT_EQ(Replace(f, g), 0U);
+    EXPECT_EQ(Replace(g, f), 0U);  // nothing is there to be replaced
+    EXPECT_EQ(ReadBytes(folder / "f"), "new");
+    EXPECT_FALSE(PathFileExistsW(g.c_str()));
 }
 
 TEST(ContractFiles, ReadsWritesSeeksAndCuts) {

@@ -113,6 +113,11 @@ BOOL DoneOrTransferError(int result) {
 
 }  // namespace
 
+int FileDescriptorOf(HANDLE file) {
+    const auto* const object = ObjectOf<File>(file, ObjectKind::File);
+    return object != nullptr ? object->get() : -1;
+}
+
 HANDLE CreateFileW(const WCHAR* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
                    DWORD disposition, DWORD attributes, HANDLE templateFile) {
     if (FaultFails("CreateFileW")) {

@@ -42,6 +42,26 @@ bool ClaimName(const std::string& path, Descriptor* claim) {
     return static_cast<bool>(*claim);
 }
 
+// Claims a file that is about to be replaced, if there is one. The names that it may not replace
+// and the files that are in use give the one code that Windows has for both.
+bool ClaimReplaced(const std::string& path, Descriptor* claim) {
+    if (ClaimName(path, claim)) {
+        return true;
+    }
+    switch (GetLastError()) {
+        case ERROR_FILE_NOT_FOUND:
+            return true;
+        case ERROR_SHARING_VIOLATION:
+            return Fail(ERROR_ACCESS_DENIED) != FALSE;
+        default:
+            return false;
+    }
+}
+
+int RenameReplacing(const std::string& oldPath, const std::string& newPath) {
+    return rename(oldPath.c_str(), newPath.c_str()) == 0 ? 0 : errno;
+}
+
 }  // namespace
 
 int RenameByLink(const std::string& oldPath, const std::string& newPath) {
@@ -84,17 +104,20 @@ BOOL MoveFileExW(const WCHAR* oldPath, const WCHAR* newPath, DWORD flags) {
     if (FaultFails("MoveFileExW")) {
         return FALSE;
     }
-    if (flags != MOVEFILE_WRITE_THROUGH) {
+    const bool replaces = flags == (MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+    if (flags != MOVEFILE_WRITE_THROUGH && !replaces) {
         return Fail(ERROR_NOT_SUPPORTED);
     }
     std::string oldBytes;
     std::string newBytes;
     Descriptor claim;
+    Descriptor replaced;
     if (!PathFromWide(oldPath, &oldBytes) || !PathFromWide(newPath, &newBytes) ||
-        !ClaimName(oldBytes, &claim)) {
+        !ClaimName(oldBytes, &claim) || (replaces && !ClaimReplaced(newBytes, &replaced))) {
         return FALSE;
     }
-    const int error = RenameNoReplace(oldBytes, newBytes);
+    const int error =
+        replaces ? RenameReplacing(oldBytes, newBytes) : RenameNoReplace(oldBytes, newBytes);
     if (error != 0) {
         return Fail(NameError(error));
     }

@@ -39,6 +39,10 @@ T* ObjectOf(HANDLE handle, ObjectKind kind) {
     return static_cast<T*>(object);
 }
 
+// The descriptor of a handle that CreateFileW gave, still the handle's own. -1 with
+// ERROR_INVALID_HANDLE for anything else.
+int FileDescriptorOf(HANDLE file);
+
 // A new object as a handle; onFailure with ERROR_NOT_ENOUGH_MEMORY when memory is short.
 template <typename T, typename... Arguments>
 HANDLE NewHandle(HANDLE onFailure, Arguments&&... arguments) {

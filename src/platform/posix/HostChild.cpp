@@ -11,11 +11,28 @@
 
 #include "platform/Host.h"
 #include "platform/posix/Errors.h"
+#include "platform/posix/Handle.h"
 #include "platform/posix/Module.h"
+#include "platform/posix/Names.h"
 
 namespace {
 
-// What differs in the child: its standard input is empty.
+// A file for what a child prints. Opened here, not in the child: there a failure could not be told
+// from that of the program.
+Descriptor OpenForOutput(const WString& path) {
+    std::string bytes;
+    if (!PathFromWide(path.c_str(), &bytes)) {
+        return Descriptor();
+    }
+    Descriptor file(BesideStandardStreams(Uninterrupted(
+        [&] { return open(bytes.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666); })));
+    if (!file) {
+        SetLastError(OpenErrorAt(errno, bytes));
+    }
+    return file;
+}
+
+// What differs in the child: its standard input is empty, and what the options say.
 class FileActions {
 public:
     FileActions() {
@@ -26,11 +43,46 @@ public:
     FileActions(const FileActions&) = delete;
     FileActions& operator=(const FileActions&) = delete;
 
+    // False with the last error set.
+    bool Apply(const HostChildOptions& options) {
+        return (!options.outputToErrors || Give(STDERR_FILENO, STDOUT_FILENO)) &&
+               Redirect(options.output, STDOUT_FILENO, &output_) &&
+               Redirect(options.errors, STDERR_FILENO, &errors_) && Inherit(options.inherited);
+    }
+
     const posix_spawn_file_actions_t* get() const { return &actions_; }
 
 private:
+    bool Redirect(const WString& path, int stream, Descriptor* file) {
+        if (path.empty()) {
+            return true;
+        }
+        *file = OpenForOutput(path);
+        return *file && Give(file->get(), stream);
+    }
+
+    // Duplicating a descriptor onto itself makes it one that outlives the exec.
+    bool Inherit(HANDLE file) {
+        if (file == nullptr) {
+            return true;
+        }
+        const int number = FileDescriptorOf(file);
+        return number >= 0 && Give(number, number);
+    }
+
+    bool Give(int number, int asNumber) {
+        const int error = posix_spawn_file_actions_adddup2(&actions_, number, asNumber);
+        return error == 0 || Fail(CommonError(error)) != FALSE;
+    }
+
     posix_spawn_file_actions_t actions_;
+    Descriptor output_;
+    Descriptor errors_;
 };
+
+DWORD StartError(int error) {
+    return error == ENOENT || error == ENOTDIR ? ERROR_FILE_NOT_FOUND : CommonError(error);
+}
 
 constexpr std::uint32_t kForever = 0xFFFFFFFF;
 
@@ -67,7 +119,8 @@ std::string HostOwnProgram() {
     return ExecutablePath();
 }
 
-HostChild HostChild::Start(const std::vector<std::string>& command) {
+HostChild HostChild::Start(const std::vector<std::string>& command,
+                           const HostChildOptions& options) {
     HostChild child;
     std::vector<char*> words;
     words.reserve(command.size() + 1);
@@ -79,11 +132,14 @@ HostChild HostChild::Start(const std::vector<std::string>& command) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return child;
     }
-    const FileActions actions;
+    FileActions actions;
+    if (!actions.Apply(options)) {
+        return child;
+    }
     pid_t id = 0;
     const int error = posix_spawnp(&id, words[0], actions.get(), nullptr, words.data(), environ);
     if (error != 0) {
-        SetLastError(OpenErrorAt(error, command[0]));
+        SetLastError(StartError(error));
         return child;
     }
     child.handle_ = id;
@@ -98,8 +154,14 @@ HostChild::~HostChild() {
     }
 }
 
+// Once the end was seen, the number may belong to another process.
+void HostChild::AskToEnd() {
+    if (handle_ != 0 && !exitCode_) {
+        kill(static_cast<pid_t>(handle_), SIGTERM);
+    }
+}
+
 void HostChild::Kill() {
-    // Once the end was seen, the number may belong to another process.
     if (handle_ != 0 && !exitCode_) {
         kill(static_cast<pid_t>(handle_), SIGKILL);
     }

@@ -8,6 +8,7 @@
 #include <charconv>
 #include <fstream>
 #include <iterator>
+#include <set>
 
 namespace {
 
@@ -58,7 +59,7 @@ std::optional<Mount> ParseLine(std::string_view line) {
     const std::size_t colon = fields[2].find(':');
     Mount mount;
     if (fields.end() - dash < 3 || colon == std::string_view::npos ||
-        !ReadNumber(fields[0], &mount.id) ||
+        !ReadNumber(fields[0], &mount.id) || !ReadNumber(fields[1], &mount.parent) ||
         !ReadNumber(fields[2].substr(0, colon), &mount.major) ||
         !ReadNumber(fields[2].substr(colon + 1), &mount.minor)) {
         return std::nullopt;
@@ -68,6 +69,51 @@ std::optional<Mount> ParseLine(std::string_view line) {
     mount.type = dash[1];
     mount.source = Unescaped(dash[2]);
     return mount;
+}
+
+// Whether the path is the folder or lies below it.
+bool IsWithin(const std::string& path, const std::string& folder) {
+    return path.starts_with(folder) &&
+           (path.size() == folder.size() || folder.back() == '/' || path[folder.size()] == '/');
+}
+
+// The kernel's numbers begin at 1.
+constexpr std::uint64_t kOutOfSight = 0;
+
+// The same mounts with one parent for all those whose own is not listed.
+std::vector<Mount> Rooted(std::vector<Mount> mounts) {
+    std::set<std::uint64_t> ids;
+    for (const Mount& mount : mounts) {
+        ids.insert(mount.id);
+    }
+    for (Mount& mount : mounts) {
+        if (mount.parent == mount.id || !ids.contains(mount.parent)) {
+            mount.parent = kOutOfSight;
+        }
+    }
+    return mounts;
+}
+
+// The place of the mount on which a walk along the path ends. A walk changes to a mount where that
+// lies on the one it is on.
+std::string PlaceOfMountAt(const std::vector<Mount>& mounts, const std::string& path) {
+    std::uint64_t on = kOutOfSight;
+    std::string place;
+    for (std::size_t steps = 0; steps < mounts.size(); ++steps) {  // so many if all lie on one
+        const Mount* next = nullptr;
+        for (const Mount& mount : mounts) {
+            if (mount.parent == on && IsWithin(path, mount.point) &&
+                (next == nullptr || mount.point.size() < next->point.size())) {
+                next = &mount;
+            }
+        }
+        if (next == nullptr) {
+            break;
+        }
+        on = next->id;
+        place = next->point;
+    }
+    return place;
 }
 
 }  // namespace
@@ -87,6 +133,19 @@ std::vector<Mount> ParseMountTable(std::string_view text) {
 std::vector<Mount> MountTable() {
     std::ifstream file("/proc/self/mountinfo", std::ios::binary);
     return ParseMountTable(std::string(std::istreambuf_iterator<char>(file), {}));
+}
+
+std::vector<std::string> MountPointsBelow(const std::vector<Mount>& mounts,
+                                          const std::string& folder) {
+    const std::vector<Mount> rooted = Rooted(mounts);
+    std::set<std::string> points;
+    for (const Mount& mount : mounts) {
+        const bool isBelow = mount.point.size() > folder.size() && IsWithin(mount.point, folder);
+        if (isBelow && PlaceOfMountAt(rooted, mount.point) == mount.point) {
+            points.insert(mount.point);
+        }
+    }
+    return {points.begin(), points.end()};
 }
 
 std::optional<Mount> MountOf(const std::string& path) {

@@ -23,12 +23,15 @@ Descriptor OpenFolder(const std::string& path) {
     return Descriptor(Uninterrupted([&] { return open(path.c_str(), kFlags); }));
 }
 
+bool IsOnBtrfs(int folder) {
+    struct statfs fileSystem;
+    return fstatfs(folder, &fileSystem) == 0 && fileSystem.f_type == BTRFS_SUPER_MAGIC;
+}
+
 // The root folder of every subvolume has this number, and nothing else has.
 bool IsRootFolder(int folder) {
-    struct statfs fileSystem;
     struct stat status;
-    return fstatfs(folder, &fileSystem) == 0 && fileSystem.f_type == BTRFS_SUPER_MAGIC &&
-           fstat(folder, &status) == 0 && S_ISDIR(status.st_mode) &&
+    return IsOnBtrfs(folder) && fstat(folder, &status) == 0 && S_ISDIR(status.st_mode) &&
            status.st_ino == BTRFS_FIRST_FREE_OBJECTID;
 }
 
@@ -49,12 +52,13 @@ bool PutName(Arguments* arguments, const std::string& name) {
     return true;
 }
 
-// The path of a subvolume below the root folder, whose entry is in the folder with that number.
-std::optional<std::string> PathBelow(int root, std::uint64_t folder, std::uint64_t subvolume) {
+// The path below the folder at which a subvolume lies, whose entry is in the folder with that
+// number. Nothing also when it does not lie below.
+std::optional<std::string> PathBelow(int folder, std::uint64_t holder, std::uint64_t subvolume) {
     const auto lookup = std::make_unique<btrfs_ioctl_ino_lookup_user_args>();
-    lookup->dirid = folder;
+    lookup->dirid = holder;
     lookup->treeid = subvolume;
-    if (!Ask(root, BTRFS_IOC_INO_LOOKUP_USER, lookup.get())) {
+    if (!Ask(folder, BTRFS_IOC_INO_LOOKUP_USER, lookup.get())) {
         return std::nullopt;
     }
     return std::string(lookup->path) + lookup->name;
@@ -88,26 +92,37 @@ std::optional<SubvolumeInfo> SubvolumeOf(int folder) {
 }
 
 // The kernel tells them in portions; EOVERFLOW means that there are more.
-std::vector<std::string> SubvolumesIn(const std::string& root) {
+std::vector<std::string> SubvolumesIn(const std::string& path) {
     std::vector<std::string> paths;
-    const Descriptor folder = OpenFolder(root);
-    if (!folder || !IsRootFolder(folder.get())) {
+    const Descriptor folder = OpenFolder(path);
+    if (!folder || !IsOnBtrfs(folder.get())) {
         return paths;
     }
     const auto portion = std::make_unique<btrfs_ioctl_get_subvol_rootref_args>();
-    const std::string prefix = root.back() == '/' ? root : root + '/';
+    const std::string prefix = path.back() == '/' ? path : path + '/';
     for (bool more = true; more;) {
         const bool isLast = Ask(folder.get(), BTRFS_IOC_GET_SUBVOL_ROOTREF, portion.get());
         more = !isLast && errno == EOVERFLOW && portion->num_items > 0;
         const std::size_t count = isLast || more ? portion->num_items : 0;
         for (std::size_t i = 0; i < count; ++i) {
             const auto& entry = portion->rootref[i];
-            if (const auto path = PathBelow(folder.get(), entry.dirid, entry.treeid)) {
-                paths.push_back(prefix + *path);
+            if (const auto below = PathBelow(folder.get(), entry.dirid, entry.treeid)) {
+                paths.push_back(prefix + *below);
             }
         }
     }
     return paths;
+}
+
+bool IsOwnSnapshot(const std::string& root) {
+    const std::size_t slash = root.rfind('/');
+    if (slash == std::string::npos ||
+        !std::string_view(root).substr(slash + 1).starts_with(kSnapshotTag)) {
+        return false;
+    }
+    const std::optional<SubvolumeInfo> snapshot = SubvolumeAt(root);
+    const std::optional<SubvolumeInfo> holder = SubvolumeAt(root.substr(0, slash + 1));
+    return snapshot && holder && snapshot->isReadOnly && snapshot->parentUuid == holder->uuid;
 }
 
 bool CreateSnapshot(int folder, const std::string& name, int source) {

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // One subvolume, as the file system knows it.
@@ -26,9 +27,16 @@ struct SubvolumeInfo {
 std::optional<SubvolumeInfo> SubvolumeAt(const std::string& path);
 std::optional<SubvolumeInfo> SubvolumeOf(int folder);
 
-// The root folders of the subvolumes that lie in this one, not of those deeper down. Those that
-// this process may not see are left out.
-std::vector<std::string> SubvolumesIn(const std::string& root);
+// The root folders of the subvolumes that lie below the folder in its own subvolume, not of those
+// deeper down. Those that this process may not see are left out. Empty where there is no btrfs.
+std::vector<std::string> SubvolumesIn(const std::string& folder);
+
+// How the names of our snapshots begin. Each is an entry of its subvolume's root folder.
+inline constexpr std::string_view kSnapshotTag = ".fenwickel-snapshot-";
+
+// Whether the subvolume of that root folder is a snapshot of ours: a read-only one, under our tag,
+// of the subvolume that holds it.
+bool IsOwnSnapshot(const std::string& root);
 
 // Makes the entry name in the folder: a read-only snapshot of the subvolume whose root folder
 // source is. True once it is on the disk.

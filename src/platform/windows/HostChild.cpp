@@ -32,16 +32,17 @@ WString CommandLine(const std::vector<std::string>& command) {
     return line;
 }
 
-// The three standard streams of a child, in handles that it may inherit.
+// The three standard streams of a child and what else it is given, in handles that it may inherit.
 class ChildStreams {
 public:
-    ChildStreams() {
-        SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
-        const HANDLE empty = CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                         &inherited, OPEN_EXISTING, 0, nullptr);
-        owned_[0].reset(empty == INVALID_HANDLE_VALUE ? nullptr : empty);
-        owned_[1] = Duplicated(STD_OUTPUT_HANDLE);
-        owned_[2] = Duplicated(STD_ERROR_HANDLE);
+    explicit ChildStreams(const HostChildOptions& options) {
+        owned_[0] = Opened(L"NUL", GENERIC_READ, OPEN_EXISTING);
+        owned_[1] =
+            Output(options.output, options.outputToErrors ? STD_ERROR_HANDLE : STD_OUTPUT_HANDLE);
+        owned_[2] = Output(options.errors, STD_ERROR_HANDLE);
+        if (options.inherited != nullptr) {
+            owned_[3] = Required(Duplicated(options.inherited));
+        }
         for (const OwnedHandle& handle : owned_) {
             if (handle) {
                 given_[count_++] = handle.get();
@@ -49,24 +50,47 @@ public:
         }
     }
 
+    // ERROR_SUCCESS, or why an option could not be met. A standard stream that this process lacks
+    // is lacking in the child, too.
+    DWORD Error() const { return error_; }
+
     HANDLE Stream(std::size_t index) const { return owned_[index].get(); }
     HANDLE* Given() { return given_.data(); }
     std::size_t GivenBytes() const { return count_ * sizeof(HANDLE); }
 
 private:
-    static OwnedHandle Duplicated(DWORD stream) {
+    static OwnedHandle Opened(const WCHAR* path, DWORD access, DWORD disposition) {
+        SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+        const HANDLE file = CreateFileW(path, access, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                        &inherited, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+        return OwnedHandle(file == INVALID_HANDLE_VALUE ? nullptr : file);
+    }
+
+    static OwnedHandle Duplicated(HANDLE handle) {
         HANDLE copy = nullptr;
         const HANDLE self = GetCurrentProcess();
-        if (!DuplicateHandle(self, GetStdHandle(stream), self, &copy, 0, TRUE,
-                             DUPLICATE_SAME_ACCESS)) {
+        if (!DuplicateHandle(self, handle, self, &copy, 0, TRUE, DUPLICATE_SAME_ACCESS)) {
             return OwnedHandle();
         }
         return OwnedHandle(copy);
     }
 
-    std::array<OwnedHandle, 3> owned_;
-    std::array<HANDLE, 3> given_{};
+    OwnedHandle Required(OwnedHandle handle) {
+        if (!handle && error_ == ERROR_SUCCESS) {
+            error_ = GetLastError();
+        }
+        return handle;
+    }
+
+    OwnedHandle Output(const WString& path, DWORD stream) {
+        return path.empty() ? Duplicated(GetStdHandle(stream))
+                            : Required(Opened(path.c_str(), GENERIC_WRITE, CREATE_ALWAYS));
+    }
+
+    std::array<OwnedHandle, 4> owned_;
+    std::array<HANDLE, 4> given_{};
     std::size_t count_ = 0;
+    DWORD error_ = ERROR_SUCCESS;
 };
 
 // The list that keeps every other inheritable handle of this process out of the child.
@@ -99,6 +123,22 @@ private:
     bool ready_ = false;
 };
 
+// The job that all children are put into. Its only handle is closed by the system when this process
+// has ended, in whatever way, and with it end the children. Null when the system gives none.
+HANDLE EndsWithThisProcess() {
+    static const HANDLE job = [] {
+        JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
+        limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
+        const HANDLE made = CreateJobObjectW(nullptr, nullptr);
+        if (made != nullptr) {
+            SetInformationJobObject(made, JobObjectExtendedLimitInformation, &limits,
+                                    sizeof limits);
+        }
+        return made;
+    }();
+    return job;
+}
+
 constexpr UINT kKilled = 137;  // what SIGKILL gives elsewhere
 
 HANDLE HandleOf(std::intptr_t handle) {
@@ -113,13 +153,18 @@ std::string HostOwnProgram() {
     return Utf8FromWide({path.data(), length});
 }
 
-HostChild HostChild::Start(const std::vector<std::string>& command) {
+HostChild HostChild::Start(const std::vector<std::string>& command,
+                           const HostChildOptions& options) {
     HostChild child;
     if (command.empty()) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return child;
     }
-    ChildStreams streams;
+    ChildStreams streams(options);
+    if (streams.Error() != ERROR_SUCCESS) {
+        SetLastError(streams.Error());
+        return child;
+    }
     AttributeList attributes(&streams);
     STARTUPINFOEXW startup{};
     startup.StartupInfo.cb = sizeof startup;
@@ -130,11 +175,15 @@ HostChild HostChild::Start(const std::vector<std::string>& command) {
     startup.lpAttributeList = attributes.get();
     WString line = CommandLine(command);
     PROCESS_INFORMATION process{};
-    if (!attributes ||
-        !CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, EXTENDED_STARTUPINFO_PRESENT,
-                        nullptr, nullptr, &startup.StartupInfo, &process)) {
+    if (!attributes || !CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE,
+                                       EXTENDED_STARTUPINFO_PRESENT | CREATE_SUSPENDED, nullptr,
+                                       nullptr, &startup.StartupInfo, &process)) {
         return child;
     }
+    // Before it runs, so that its own children are in the job, too. Where that is refused it runs
+    // all the same.
+    AssignProcessToJobObject(EndsWithThisProcess(), process.hProcess);
+    ResumeThread(process.hThread);
     CloseHandle(process.hThread);
     child.handle_ = reinterpret_cast<std::intptr_t>(process.hProcess);
     child.id_ = process.dwProcessId;
@@ -148,6 +197,8 @@ HostChild::~HostChild() {
         CloseHandle(HandleOf(handle_));
     }
 }
+
+void HostChild::AskToEnd() {}
 
 void HostChild::Kill() {
     if (handle_ != 0 && !exitCode_) {

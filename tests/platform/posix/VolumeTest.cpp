@@ -48,6 +48,32 @@ TEST(Volume, MountsAndTheirDrives) {
     }
 }
 
+// A later mount hides what lies below it; the first mounts lie on one that is not listed.
+TEST(Volume, MountPointsThatAWalkMeets) {
+    const std::vector<Mount> mounts = ParseMountTable(
+        "1 0 0:1 / / r - x s r\n"
+        "2 1 0:2 / /a r - x s r\n"
+        "3 2 0:3 / /a/b r - x s r\n"
+        "4 3 0:4 / /a/b r - x s r\n"          // once more on the same point
+        "5 4 0:5 / /a/b/c\\040d r - x s r\n"  // "c d"
+        "6 1 0:6 / /hidden/deep r - x s r\n"  // below the next one, which came later
+        "7 1 0:7 / /hidden r - x s r\n"
+        "8 1 0:8 / /ab r - x s r\n"
+        "9 9 0:9 / /loop r - x s r\n"
+        "10 11 0:9 / /round r - x s r\n11 10 0:9 / /round/x r - x s r\n");
+    const auto below = [&](const char* folder) {
+        std::string all;
+        for (const std::string& point : MountPointsBelow(mounts, folder)) {
+            all += point + ";";
+        }
+        return all;
+    };
+    EXPECT_EQ(below("/"), "/a;/a/b;/a/b/c d;/ab;/hidden;");
+    EXPECT_EQ(below("/a"), "/a/b;/a/b/c d;");
+    EXPECT_EQ(below("/a/b"), "/a/b/c d;");
+    EXPECT_EQ(below("/hidden"), "");
+}
+
 TEST(Volume, NamesTellFileSystemsApart) {
     const auto name = [](const char* line) { return VolumeNameOf(ParseMountTable(line).at(0)); };
     EXPECT_EQ(name("1 1 0:9 / /m r - x /dev/no r"), name("1 1 0:9 / /n r - x /dev/no r"));
