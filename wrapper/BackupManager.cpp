@@ -61,12 +61,17 @@ int BackupManager::TakeServed(SnapshotProvider& provider, std::vector<WString>& 
     int code = 0;
     std::unique_ptr<SnapshotSet> set = provider.Create(served, &code);
     if (set == nullptr) {
+        for (const WString& volume : served) {
+            m_refusals.emplace(volume, code);
+        }
         return code;
     }
     Record(served, *set);
     m_sets.push_back(std::move(set));
     for (const WString& volume : served) {
-        m_uses.push_back({volume, provider.Name()});
+        const auto refusal = m_refusals.find(volume);
+        m_uses.push_back(
+            {volume, provider.Name(), refusal == m_refusals.end() ? 0 : refusal->second});
     }
     volumes = std::move(others);
     return 0;
@@ -102,6 +107,7 @@ void BackupManager::Forget() {
     }
     m_records.clear();
     m_uses.clear();
+    m_refusals.clear();
     m_sets.clear();
 }
 

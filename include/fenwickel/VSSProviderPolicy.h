@@ -11,6 +11,7 @@ namespace vsswrapper {
 struct VssProviderUse {
     WString strVolumeName;  // as CreateSnapshot was given it
     WString strProvider;    // "btrfs", "vss"; "live" is no point in time
+    int nRefusal = 0;       // with which code another provider failed before; 0: none serves it
 };
 
 // Sets the policy for the managers of this process. Without a call the live view is not allowed.

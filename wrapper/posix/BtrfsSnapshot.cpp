@@ -11,15 +11,12 @@
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
-#include <string_view>
 #include <thread>
 #include <utility>
 
 #include "platform/posix/Subvolume.h"
 
 namespace {
-
-constexpr std::string_view kTag = ".fenwickel-snapshot-";
 
 Descriptor OpenFolder(int at, const std::string& path) {
     constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
@@ -53,7 +50,7 @@ std::string NewName() {
     const std::time_t now = std::time(nullptr);
     std::tm utc;
     gmtime_r(&now, &utc);
-    std::string name(kTag);
+    std::string name(kSnapshotTag);
     name.append(text, std::strftime(text, sizeof text, "%Y%m%dT%H%M%SZ", &utc));
     std::uint64_t random = 0;
     if (getrandom(&random, sizeof random, GRND_NONBLOCK) != sizeof random) {
@@ -69,7 +66,7 @@ std::string NewName() {
 // none, with errno set.
 Descriptor OpenOurs(int root, const SubvolumeInfo& volume, const std::string& name) {
     Descriptor folder(-1);
-    if (name.starts_with(kTag)) {
+    if (name.starts_with(kSnapshotTag)) {
         folder = OpenFolder(root, name);
         const auto info = folder ? SubvolumeOf(folder.get()) : std::nullopt;
         if (info && info->isReadOnly && info->parentUuid == volume.uuid) {

@@ -1,7 +1,5 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -9,20 +7,16 @@
 #include <optional>
 #include <thread>
 
-#include "TestSupport.h"
+#include "BtrfsDisk.h"
 #include "fenwickel/MetaVSS.h"
 #include "fenwickel/VSSProviderPolicy.h"
 #include "platform/FaultPoint.h"
+#include "platform/Host.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using vsswrapper::DeleteLeftoverSnapshot;
-
-bool Shell(const std::string& command) {
-    const std::string line = "PATH=$PATH:/usr/sbin:/sbin; (" + command + ") >/dev/null 2>&1";
-    return std::system(line.c_str()) == 0;
-}
 
 // A snapshot of what holds the path.
 struct Snapshot {
@@ -47,38 +41,27 @@ struct Snapshot {
     int code;
 };
 
-// A small btrfs on a loop device, in mounts that only this process sees: they end with it.
 class Btrfs : public testing::Test {
 protected:
-    static void SetUpTestSuite() {
-        s_folder.emplace();
-        const std::string image = *s_folder / "image";
-        fs::create_directory(Disk());
-        s_ready = unshare(CLONE_NEWNS) == 0 && Shell("mount --make-rprivate /") &&
-                  Shell("truncate -s 128M " + image + " && mkfs.btrfs " + image) &&
-                  Shell("mount -t btrfs -o loop " + image + " " + Disk().string());
-    }
-    static void TearDownTestSuite() {
-        umount2(Disk().c_str(), MNT_DETACH);
-        s_folder.reset();
-    }
+    static void SetUpTestSuite() { s_disk.emplace(); }
+    static void TearDownTestSuite() { s_disk.reset(); }
 
     void SetUp() override {
-        if (!s_ready) {
-            GTEST_SKIP() << "tests skipped: no root, mkfs.btrfs, loop device or btrfs";
+        if (!s_disk->IsReady()) {
+            GTEST_SKIP() << kNoBtrfs;
         }
         vsswrapper::SetProviderPolicy(false, &uses);
         fs::create_directory(folder);
     }
     void TearDown() override {
         FaultDisarm();
-        if (s_ready) {
+        if (s_disk->IsReady()) {
             EXPECT_EQ(CountOurs(), 0);
             fs::remove_all(folder);
         }
     }
 
-    static fs::path Disk() { return *s_folder / "disk"; }
+    static fs::path Disk() { return s_disk->path(); }
     static std::vector<WString> Leftovers() {
         std::vector<WString> found;
         EXPECT_EQ(vsswrapper::ListLeftoverSnapshots(WidePath(Disk()), found), 0);
@@ -88,14 +71,12 @@ protected:
     static long CountOurs() { return std::distance(fs::directory_iterator(Disk()), {}) - 1; }
     bool BreaksTheRule(int attempts);
 
-    static std::optional<TempFolder> s_folder;
-    static bool s_ready;
+    static std::optional<BtrfsDisk> s_disk;
     const fs::path folder = Disk() / "folder";
     std::vector<vsswrapper::VssProviderUse> uses;
 };
 
-std::optional<TempFolder> Btrfs::s_folder;
-bool Btrfs::s_ready = false;
+std::optional<BtrfsDisk> Btrfs::s_disk;
 
 // The rule of a writer: b never holds a higher number than a. True when a read of both, a first,
 // while the writer goes on, finds it broken.
@@ -140,6 +121,8 @@ TEST_F(Btrfs, SnapshotIsAPointInTimeAndTheLiveViewIsNot) {
     FaultArm("CreateSnapshot", 1, FaultMode::FromThenOn, ERROR_IO_DEVICE);
     EXPECT_TRUE(BreaksTheRule(50));
     EXPECT_EQ(uses.at(5).strProvider, WIDE("live"));
+    EXPECT_EQ(uses.at(4).nRefusal, 0);
+    EXPECT_EQ(uses.at(5).nRefusal, 1117);  // why it is no snapshot
 }
 
 TEST_F(Btrfs, NestedSubvolumeIsAVolumeOfItsOwn) {
@@ -197,6 +180,46 @@ TEST_F(Btrfs, OnlyWhatAKilledRunLeavesIsALeftover) {
     EXPECT_EQ(DeleteLeftoverSnapshot(Leftovers()[0]), 0);
     EXPECT_EQ(CountOurs(), 1);
     EXPECT_TRUE(fs::is_directory(first.Inside()));
+}
+
+// Mounts and subvolumes below a folder, whatever lies between; not the snapshots of this program,
+// nor what is hidden or gone.
+TEST_F(Btrfs, VolumesBelowAFolder) {
+    const std::string at = folder.string();
+    ASSERT_TRUE(Shell("cd " + at +
+                      " && btrfs subvolume create sub && btrfs subvolume create sub/inner"
+                      " && btrfs subvolume create .fenwickel-snapshot-not-one"
+                      " && mkdir -p plain/deep over/hidden again bound gone 'blank \\name' empty"
+                      " && btrfs subvolume create plain/deep/sub"
+                      " && btrfs subvolume create over/hidden/sub"
+                      " && mount -t tmpfs none 'blank \\name' && mount -t tmpfs none again"
+                      " && mount -t tmpfs none again && mount -t tmpfs none over/hidden"
+                      " && mount -t tmpfs none over && mount --bind plain bound"
+                      " && mount -t tmpfs none gone && umount gone"));
+    const auto below = [](const fs::path& path) {
+        std::string all;
+        for (const WString& volume : HostVolumesBelow(WidePath(path))) {
+            const std::string text = HostDisplayText(volume);
+            EXPECT_TRUE(text.starts_with(path.string() + "/")) << text;
+            all += text.substr(path.string().size()) + "\n";
+        }
+        return all;
+    };
+    const Snapshot ours(folder);
+    const char* const all =
+        "/.fenwickel-snapshot-not-one\n/again\n/blank \\name\n/bound\n/bound/deep/sub\n/over\n"
+        "/plain/deep/sub\n/sub\n/sub/inner\n";
+    EXPECT_EQ(below(folder), all);
+    EXPECT_EQ(below(folder / "sub"), "/inner\n");
+    EXPECT_EQ(below(folder / "bound"), "/deep/sub\n");  // its subvolume's root is out of sight
+    EXPECT_EQ(below(folder / "empty"), "");
+    const Snapshot inner(folder / "sub");  // lies in the folder
+    EXPECT_EQ(inner.code, 0);
+    EXPECT_EQ(below(folder), all);
+    ASSERT_TRUE(Shell("cd " + at +
+                      " && umount bound over over/hidden again again 'blank \\name'"
+                      " && btrfs subvolume delete over/hidden/sub plain/deep/sub"
+                      " .fenwickel-snapshot-not-one sub/inner"));
 }
 
 }  // namespace
