@@ -1,23 +1,20 @@
 // fenwickel detect: one change detection, without a commit.
 #include <chrono>
 #include <cstdio>
-#include <optional>
 
 #include "Commands.h"
+#include "Detection.h"
 #include "ExitCodes.h"
 #include "Failure.h"
-#include "JobControl.h"
 #include "LibraryLog.h"
 #include "Options.h"
 #include "Output.h"
 #include "PathPairs.h"
 #include "PendingRun.h"
-#include "Progress.h"
 #include "RecordFileCheck.h"
 #include "RecordReader.h"
 #include "ShellText.h"
-#include "Stop.h"
-#include "platform/Platform.h"
+#include "platform/Host.h"
 
 namespace {
 
@@ -31,26 +28,6 @@ struct Summary {
         return elapsedMs == 0 ? Found() * 1000 : Found() * 1000 / elapsedMs;
     }
 };
-
-// Refuses a damaged base before anything is touched: it must never read as files gone.
-void CheckBase(const WString& base) {
-    std::uint64_t size = 0;
-    if (!IsGone(base)) {
-        RecordReader reader(base);
-        size = reader.FileSize();
-        if (const auto damage = reader.Check()) {
-            throw Failure(
-                ExitCode::Damaged,
-                "previous listing " + Quoted(base) + " is " + damage->Text() +
-                    ": restore it, or delete it and run fenwickel discard to start over with "
-                    "every file new");
-        }
-    }
-    if (size == 0) {
-        std::fprintf(stderr, "fenwickel detect: no previous listing in %s: every file is new\n",
-                     Quoted(base).c_str());
-    }
-}
 
 // A commit deletes the base, then renames the new listing onto it. Between the two the new listing
 // is all there is: discarding it as a leftover would forget every file that is known.
@@ -67,50 +44,9 @@ void RequireNoHalfCommit(const StateFiles& state) {
     }
 }
 
-const char* RemedyFor(int code) {
-    switch (code) {
-        case ERROR_DISK_FULL:
-            return "free some space";
-        case ERROR_ACCESS_DENIED:
-            return "check its permissions, or leave a top folder out with --ignore";
-        case ERROR_PATH_NOT_FOUND:
-            return "it vanished during the walk: run again, or walk a snapshot (META=SNAPSHOT)";
-        case SYNC_EC_PATH_TOO_LONG:
-            return "shorten the path, or leave a top folder out with --ignore";
-        default:
-            return "put that right and run again";
-    }
-}
-
-Failure RunFailure(int code, const LibraryLog& log) {
-    return log.FailureOf(code == ERROR_SHARING_VIOLATION ? ExitCode::Held : ExitCode::Failed, code,
-                         "cannot detect changes",
-                         std::string(RemedyFor(code)) + "; the previous listing is unchanged");
-}
-
-int Generate(const DetectOptions& options, std::vector<stPathPair>& pairs,
-             stDetectFileChangeContext& context) {
-    const bool counting = HostIsTerminal(2);
-    JobControl control(options.forceAll, counting);
-    context.pJobControl = &control;
-    std::optional<Progress> progress;
-    if (counting) {
-        progress.emplace(control);
-    }
-    CSyncDetectFileChange detector;
-    detector.SetDetectMetaPath(pairs);
-    const int code = detector.InitFileChangeDetector(context);
-    return code != 0 ? code : detector.GenerateSyncList();
-}
-
-Summary Run(const DetectOptions& options, const StateFiles& state, std::vector<stPathPair>& pairs,
-            stDetectFileChangeContext& context, const LibraryLog& log) {
+Summary Run(const StateFiles& state, DetectionInput input, const LibraryLog& log) {
     const auto start = std::chrono::steady_clock::now();
-    const int code = Generate(options, pairs, context);
-    ThrowIfStopped();
-    if (code != 0) {
-        throw RunFailure(code, log);
-    }
+    Detect(state, std::move(input), log);
     Summary summary;
     summary.counts = RecordReader(state.syncing).Count();
     summary.counts.deleted = RecordReader(state.deleted).Count().deleted;
@@ -170,25 +106,25 @@ int RunDetect(const Command& command, std::vector<std::string> arguments) {
     if (!options) {
         return ExitCode::Done;
     }
-    std::vector<stPathPair> pairs = ParsePairs(options->pairs);
-    stDetectFileChangeContext context;
-    context.mapIgnoredDirs = ParseIgnores(options->ignores, pairs.size());
+    DetectionInput input;
+    input.pairs = ParsePairs(options->pairs);
+    input.ignored = ParseIgnores(options->ignores, input.pairs.size());
+    input.forceAll = options->forceAll;
     const StateFiles state = ResolveState(options->state);
-    RequireStateOutside(state, pairs);
-    RequireFolders(pairs);
+    RequireStateOutside(state, input.pairs);
+    RequireFolders(input.pairs);
     RequireRecordFiles(state, false);
     RequireOneFileSystem(state);
-    context.strBaseDBPath = state.base;
-    context.strSyncingDBPath = state.syncing;
-    context.strDeleteDBPath = state.deleted;
 
     HostCatchStopSignals();
     const LibraryLog log;
     const StateLock lock(state);
     RequireNoHalfCommit(state);
-    CheckBase(state.base);
+    CountBase(state.base, "detect",
+              "restore it, or delete it and run fenwickel discard to start over with every file "
+              "new");
     PendingRun pending(state);
-    const Summary summary = Run(*options, state, pairs, context, log);
+    const Summary summary = Run(state, std::move(input), log);
     PrintSummary(*options, summary);
     pending.Keep();
     return options->exitCode && summary.HasChanges() ? ExitCode::ChangesExist : ExitCode::Done;

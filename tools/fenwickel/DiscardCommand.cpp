@@ -1,5 +1,6 @@
 // fenwickel discard: deletes the listings of the last detect.
 #include "Commands.h"
+#include "CommitSteps.h"
 #include "ExitCodes.h"
 #include "Failure.h"
 #include "LibraryLog.h"
@@ -7,7 +8,7 @@
 #include "Output.h"
 #include "RecordFileCheck.h"
 #include "StateFiles.h"
-#include "platform/Platform.h"
+#include "sync/PendingStateCommands.h"
 
 namespace {
 
@@ -19,32 +20,15 @@ void RequirePending(const StateFiles& state) {
     }
 }
 
-void Discard(const StateFiles& state, const LibraryLog& log) {
-    stSyncFileDbContext context = DatabaseContext(state);
-    CSyncFileDatabase database;
-    database.SetDBContext(context);
-    const int code = database.RemoveChangedDB();
-    if (code == 0 && IsGone(state.syncing) && IsGone(state.deleted)) {
-        return;
-    }
-    if (code == 0) {
-        throw Failure(ExitCode::Failed,
-                      "cannot discard the run: " +
-                          Quoted(IsGone(state.syncing) ? state.deleted : state.syncing) +
-                          " could not be looked up: make its folder readable "
-                          "and discard again");
-    }
-    throw log.FailureOf(
-        code == static_cast<int>(ERROR_SHARING_VIOLATION) ? ExitCode::Held : ExitCode::Failed, code,
-        "cannot discard the run", "put that right and discard again");
-}
-
 }  // namespace
 
 int RunDiscard(const Command& command, std::vector<std::string> arguments) {
     const auto options = ParseOptions<PendingOptions>(command, std::move(arguments));
     if (!options) {
         return ExitCode::Done;
+    }
+    if (!options->stateFolder.empty()) {
+        return DiscardStateFolder(*options);
     }
     const StateFiles state = ResolveState(options->state);
     RequirePending(state);
@@ -53,7 +37,7 @@ int RunDiscard(const Command& command, std::vector<std::string> arguments) {
     const LibraryLog log;
     const StateLock lock(state);
     RequirePending(state);
-    Discard(state, log);
+    DiscardListings(state, log);
     // A commit that was interrupted has deleted the base already.
     const bool baseGone = IsGone(state.base);
     const std::string noBase =

@@ -19,7 +19,11 @@ using View = std::basic_string_view<WCHAR>;
 constexpr const WCHAR* kFileName = WIDE("\\fenwickel.Log");
 constexpr std::uint64_t kTailBytes = 256 * 1024;  // far more than the lines of one failure
 constexpr std::size_t kMarkBytes = 2;             // where a file may say that it is UTF-16
-constexpr View kMessageStart = WIDE("[SYNC]:[");
+// What the library's messages begin with: a tag and a function, a function, or, of those that find
+// the volume of a path, neither.
+constexpr std::array<View, 5> kMessageStarts = {
+    WIDE("[SYNC]:["), WIDE("[CMetaVSS::"), WIDE("GetVolumePathName for meta:["),
+    WIDE("GetVolumeNameForVolumeMountPoint for meta:["), WIDE("The meta path:[")};
 constexpr View kCodeStart = WIDE("EC:[");
 
 std::string BytesAt(HANDLE file, std::uint64_t from, std::size_t count) {
@@ -87,8 +91,14 @@ std::vector<WString> CurrentFiles() {
     return files;
 }
 
+bool IsOfLibrary(View message) {
+    return std::any_of(kMessageStarts.begin(), kMessageStarts.end(),
+                       [&](View start) { return message.starts_with(start); });
+}
+
 bool IsFailure(View message) {
-    constexpr std::array<View, 3> kSigns = {kCodeStart, WIDE("failed"), WIDE("too long")};
+    constexpr std::array<View, 4> kSigns = {kCodeStart, WIDE("failed"), WIDE("too long"),
+                                            WIDE("can't be snapshot")};
     return std::any_of(kSigns.begin(), kSigns.end(),
                        [&](View sign) { return message.find(sign) != View::npos; });
 }
@@ -99,12 +109,15 @@ View CodeOf(View message) {
     return at == View::npos ? View() : message.substr(at);
 }
 
-// Without the tag and the function that begin every message and the code that ends it.
+// Without the tag and the function that begin a message and the code that ends it.
 std::string Words(WString message) {
     message.erase(std::min(message.size(), message.rfind(kCodeStart)));
     message.erase(message.find_last_not_of(WIDE(" .:")) + 1);
-    const std::size_t end = message.find(WIDE("]:"), kMessageStart.size());
-    message.erase(0, end == WString::npos ? 0 : end + 2);
+    if (message.starts_with(WIDE('['))) {
+        const View tag = kMessageStarts[0];
+        const std::size_t end = message.find(WIDE("]:"), message.starts_with(tag) ? tag.size() : 0);
+        message.erase(0, end == WString::npos ? 0 : end + 2);
+    }
     return Escaped(HostDisplayText(message));
 }
 
@@ -114,7 +127,7 @@ std::vector<WString> OwnMessages(const WString& path, std::uint64_t since) {
     for (LogEntry& entry : Entries(Tail(path))) {
         if (entry.kind == LogEntry::Kind::Message &&
             entry.header.processId == GetCurrentProcessId() &&
-            LogTimeKey(entry.header.time) >= since && entry.text.starts_with(kMessageStart)) {
+            LogTimeKey(entry.header.time) >= since && IsOfLibrary(entry.text)) {
             messages.push_back(std::move(entry.text));
         }
     }
@@ -138,11 +151,10 @@ std::string LastFailure(std::vector<WString> messages) {
 
 }  // namespace
 
-LibraryLog::LibraryLog() {
+LibraryLog::LibraryLog(const WString& folder) {
     SYSTEMTIME now;
     GetLocalTime(&now);
     m_begin = LogTimeKey(now);
-    const WString folder = HostStateFolder();
     const WString path = folder + kFileName;
     if (folder.empty() || path.size() >= kLogPathCapacity) {
         return;

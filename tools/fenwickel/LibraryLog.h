@@ -5,15 +5,17 @@
 #include <string>
 
 #include "Failure.h"
+#include "platform/Host.h"
 
-// Gives the library the log file of this account, fenwickel.Log in its state folder, for the life
-// of the process. It does so from outside, by way of the process's log configuration, so that other
-// tools can still send the messages elsewhere. Must exist before the library's first message, which
-// makes the file; no message, no file. Without a file the run goes on and messages lack the
-// library's words.
+// Gives the library a log file, fenwickel.Log in the folder, for the life of the process. Without a
+// folder it is the one where this account keeps such things. It does so from outside, by way of the
+// process's log configuration, so that other tools can still send the messages elsewhere. Must
+// exist before the library's first message, which makes the file; no message, no file. Without a
+// file the run goes on and messages lack the library's words.
 class LibraryLog {
 public:
-    LibraryLog();
+    LibraryLog() : LibraryLog(HostStateFolder()) {}
+    explicit LibraryLog(const WString& folder);
     LibraryLog(const LibraryLog&) = delete;
     LibraryLog& operator=(const LibraryLog&) = delete;
 

@@ -11,14 +11,6 @@ namespace {
 
 constexpr WCHAR kSeparator = '\\';
 
-// With exactly one separator at the end.
-WString WithSeparator(WString path) {
-    if (path.empty() || path.back() != kSeparator) {
-        path += kSeparator;
-    }
-    return path;
-}
-
 Failure Misused(const std::string& argument, const std::string& why) {
     return {ExitCode::Usage, "argument \"" + Escaped(argument) + "\": " + why};
 }
@@ -71,11 +63,18 @@ WString IgnoredName(const std::string& argument, const std::string& name) {
     return path.substr(WithSeparator(here).size());
 }
 
+}  // namespace
+
+WString WithSeparator(WString folder) {
+    if (folder.empty() || folder.back() != kSeparator) {
+        folder += kSeparator;
+    }
+    return folder;
+}
+
 bool LiesBelow(const WString& path, const WString& folder) {
     return WithSeparator(path).starts_with(WithSeparator(folder));
 }
-
-}  // namespace
 
 std::vector<stPathPair> ParsePairs(const std::vector<std::string>& arguments) {
     if (arguments.size() > kMostPairs) {

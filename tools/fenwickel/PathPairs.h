@@ -12,6 +12,12 @@
 // Most pairs that the path index of a record tells apart.
 inline constexpr std::size_t kMostPairs = 256;
 
+// The folder with exactly one separator at its end.
+WString WithSeparator(WString folder);
+
+// True when the path is the folder or lies in it. By their text: resolved paths are meant.
+bool LiesBelow(const WString& path, const WString& folder);
+
 // Understands PAIR arguments: FOLDER, or META=SNAPSHOT. Throws Failure(Usage).
 std::vector<stPathPair> ParsePairs(const std::vector<std::string>& arguments);
 

@@ -1,5 +1,7 @@
 #include "StateFiles.h"
 
+#include <charconv>
+
 #include "ExitCodes.h"
 #include "Failure.h"
 #include "ShellText.h"
@@ -8,18 +10,15 @@
 
 namespace {
 
-void RequireFilePath(const StateRole& role) {
-    if (HostIsFolder(role.path)) {
-        throw Failure(ExitCode::Usage, std::string(role.name) + " " + Quoted(role.path) +
-                                           " is a folder: name a file");
-    }
+void RequireParentFolder(const StateRole& role) {
     const WString folder = HostParentFolder(role.path);
     if (!HostIsFolder(folder)) {
         throw NotAFolder(std::string("use the folder for ") + role.name, folder, "create it");
     }
 }
 
-std::string HolderOf(const WString& lock) {
+// The process id in the lock file, "" when there is none.
+std::string HolderId(const WString& lock) {
     const HANDLE file = CreateFileW(lock.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                     nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     std::string text(16, '\0');
@@ -32,7 +31,21 @@ std::string HolderOf(const WString& lock) {
     }
     text.resize(bytes);
     text.resize(std::min(text.size(), text.find_first_not_of("0123456789")));
-    return text.empty() ? "another process" : "process " + text;
+    return text;
+}
+
+bool IsRunning(const std::string& id) {
+    std::uint32_t number = 0;
+    const auto [end, error] = std::from_chars(id.data(), id.data() + id.size(), number);
+    return error == std::errc() && HostProcessRuns(number);
+}
+
+// The lock passes on to what its holder has started.
+std::string HolderText(const std::string& id) {
+    if (id.empty()) {
+        return "another process";
+    }
+    return IsRunning(id) ? "process " + id : "a program that process " + id + " had started";
 }
 
 // Whether by one name or by several names or links.
@@ -88,16 +101,26 @@ StateFiles ResolveState(const StateArguments& arguments) {
                      PathArgument("--deleted", arguments.deleted),
                      {}};
     state.lock = state.base + WIDE(".lock");
+    RequireOwnFiles(state);
+    for (const StateRole& role : Roles(state)) {
+        RequireParentFolder(role);
+    }
+    return state;
+}
+
+void RequireOwnFiles(const StateFiles& state) {
     const std::vector<StateRole> roles = Roles(state);
     for (std::size_t i = 0; i < roles.size(); ++i) {
         for (std::size_t j = i + 1; j < roles.size(); ++j) {
             RequireDistinct(roles[i], roles[j]);
         }
+        if (HostIsFolder(roles[i].path)) {
+            throw Failure(ExitCode::Usage,
+                          std::string(roles[i].name) + " " + Quoted(roles[i].path) +
+                              " is a folder: " +
+                              (state.inOneFolder ? "name another state folder" : "name a file"));
+        }
     }
-    for (const StateRole& role : roles) {
-        RequireFilePath(role);
-    }
-    return state;
 }
 
 void RequireOneFileSystem(const StateFiles& state) {
@@ -111,6 +134,12 @@ void RequireOneFileSystem(const StateFiles& state) {
 }
 
 std::vector<StateRole> Roles(const StateFiles& state) {
+    if (state.inOneFolder) {
+        return {{"the base", state.base},
+                {"the new listing", state.syncing},
+                {"the list of deleted files", state.deleted},
+                {"the lock file", state.lock}};
+    }
     return {{"--base", state.base},
             {"--syncing", state.syncing},
             {"--deleted", state.deleted},
@@ -123,6 +152,20 @@ bool IsGone(const WString& path) {
     }
     const DWORD code = GetLastError();
     return code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND;
+}
+
+std::optional<std::string> StateHolder(const StateFiles& state) {
+    const std::string id = HolderId(state.lock);
+    if (id.empty()) {
+        return {};
+    }
+    const HANDLE file = CreateFileW(state.lock.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file != INVALID_HANDLE_VALUE) {
+        CloseHandle(file);
+        return {};
+    }
+    return HolderText(id);
 }
 
 stSyncFileDbContext DatabaseContext(const StateFiles& state) {
@@ -138,9 +181,9 @@ StateLock::StateLock(const StateFiles& state)
     }
     const DWORD code = GetLastError();
     if (code == ERROR_SHARING_VIOLATION) {
-        throw Failure(
-            ExitCode::Held, static_cast<int>(code),
-            HolderOf(state.lock) + " holds " + Quoted(state.lock) + ": wait until it has ended");
+        throw Failure(ExitCode::Held, static_cast<int>(code),
+                      HolderText(HolderId(state.lock)) + " holds " + Quoted(state.lock) +
+                          ": wait until it has ended");
     }
     throw SystemFailure(ExitCode::Failed, "create the lock file", state.lock, code,
                         IsGone(state.lock)

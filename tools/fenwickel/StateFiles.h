@@ -1,6 +1,7 @@
 // The three record files of a synchronisation and the lock beside them.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,8 @@ struct StateFiles {
     WString syncing;
     WString deleted;
     WString lock;  // base with ".lock"
+    // Whether they were named by one folder, and messages have no options to call them by.
+    bool inOneFolder = false;
 };
 
 // One path of the state with what messages call it.
@@ -32,6 +35,9 @@ Failure NotAFolder(const std::string& action, const WString& path, const char* r
 // The options again, quoted for a shell, for a command that the user may repeat.
 std::string StateOptionsText(const StateArguments& arguments);
 
+// Throws Failure when two roles mean one file or a path names a folder (Usage).
+void RequireOwnFiles(const StateFiles& state);
+
 // Turns the arguments into paths. Throws Failure when two roles mean one file or a path names a
 // folder (Usage), or when the folder of a file is missing (Failed). Touches nothing.
 StateFiles ResolveState(const StateArguments& arguments);
@@ -40,12 +46,16 @@ StateFiles ResolveState(const StateArguments& arguments);
 // Throws Failure (Usage) when base and syncing lie on two.
 void RequireOneFileSystem(const StateFiles& state);
 
-// Base, syncing, deleted, lock.
+// Base, syncing, deleted, lock. The names live for the process.
 std::vector<StateRole> Roles(const StateFiles& state);
 
 // True when the path certainly names nothing. False also when that cannot be found out, so that no
 // file is taken for absent whose folder just could not be read.
 bool IsGone(const WString& path);
+
+// "process 4242", or what else can be told of who holds the lock of the state; nothing when nobody
+// does. Does not take the lock, except for a moment when a killed run's process id stands in it.
+std::optional<std::string> StateHolder(const StateFiles& state);
 
 // What the library's database set wants to know, without a control object.
 stSyncFileDbContext DatabaseContext(const StateFiles& state);
@@ -59,6 +69,9 @@ public:
     StateLock(const StateLock&) = delete;
     StateLock& operator=(const StateLock&) = delete;
     ~StateLock();
+
+    // The open lock file, for a child process to hold it as well. Not to be closed.
+    HANDLE File() const { return m_file; }
 
 private:
     void WritePid();
