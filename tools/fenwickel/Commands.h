@@ -21,6 +21,9 @@ int RunDetect(const Command& command, std::vector<std::string> arguments);
 int RunDump(const Command& command, std::vector<std::string> arguments);
 int RunCommit(const Command& command, std::vector<std::string> arguments);
 int RunDiscard(const Command& command, std::vector<std::string> arguments);
+int RunSync(const Command& command, std::vector<std::string> arguments);
+int RunStatus(const Command& command, std::vector<std::string> arguments);
+int RunSnapshots(const Command& command, std::vector<std::string> arguments);
 int RunLogShow(const Command& command, std::vector<std::string> arguments);
 int RunLogLevel(const Command& command, std::vector<std::string> arguments);
 int RunLogFile(const Command& command, std::vector<std::string> arguments);
@@ -28,5 +31,7 @@ int RunLogCat(const Command& command, std::vector<std::string> arguments);
 int RunLogWatch(const Command& command, std::vector<std::string> arguments);
 int RunLogBreak(const Command& command, std::vector<std::string> arguments);
 
-// The fields of detect's JSON result without a run.
+// The fields of the JSON result of detect, sync and status without a run.
 JsonFields EmptyDetectResult();
+JsonFields EmptySyncResult();
+JsonFields EmptyStatusResult();

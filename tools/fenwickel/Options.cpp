@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
 
 #include "ExitCodes.h"
 #include "Failure.h"
@@ -10,24 +11,36 @@
 
 namespace {
 
-void Define(CLI::App& app, StateArguments& arguments) {
-    app.add_option("--base", arguments.base, "Listing of the previous synchronisation")
-        ->required()
-        ->type_name("FILE");
-    app.add_option("--syncing", arguments.syncing, "Listing that detect writes")
-        ->required()
-        ->type_name("FILE");
-    app.add_option("--deleted", arguments.deleted, "List of deleted files that detect writes")
-        ->required()
-        ->type_name("FILE");
+std::array<CLI::Option*, 3> DefineFiles(CLI::App& app, StateArguments& arguments) {
+    return {
+        app.add_option("--base", arguments.base, "Listing of the previous synchronisation")
+            ->type_name("FILE"),
+        app.add_option("--syncing", arguments.syncing, "Listing that detect writes")
+            ->type_name("FILE"),
+        app.add_option("--deleted", arguments.deleted, "List of deleted files that detect writes")
+            ->type_name("FILE"),
+    };
 }
 
-void Define(CLI::App& app, DetectOptions& options) {
-    Define(app, options.state);
-    app.add_option("--ignore", options.ignores,
+void DefineIgnores(CLI::App& app, std::vector<std::string>& ignores) {
+    app.add_option("--ignore", ignores,
                    "Skip the folder NAME directly below the INDEX-th folder, counted from 0")
         ->allow_extra_args(false)
         ->type_name("INDEX:NAME");
+}
+
+CLI::Option* DefineStateFolder(CLI::App& app, std::string& folder) {
+    return app
+        .add_option("--state", folder,
+                    "Folder where a synchronisation keeps its listings between runs")
+        ->type_name("DIR");
+}
+
+void Define(CLI::App& app, DetectOptions& options) {
+    for (CLI::Option* const file : DefineFiles(app, options.state)) {
+        file->required();
+    }
+    DefineIgnores(app, options.ignores);
     app.add_flag("--force-all", options.forceAll, "Count every known file as changed");
     app.add_flag("--json", options.json, "Print one JSON object");
     app.add_flag("--exit-code", options.exitCode, "Exit 4 when anything is new, changed or gone");
@@ -47,8 +60,67 @@ void Define(CLI::App& app, DumpOptions& options) {
 }
 
 void Define(CLI::App& app, PendingOptions& options) {
-    Define(app, options.state);
+    CLI::Option* const folder = DefineStateFolder(app, options.stateFolder);
+    for (CLI::Option* const file : DefineFiles(app, options.state)) {
+        file->excludes(folder);
+    }
+    app.add_option("--run", options.run, "Only when the pending run has this id; with --state")
+        ->needs(folder)
+        ->type_name("ID");
     app.add_flag("--json", options.json, "Print one JSON object");
+}
+
+void DefineBrakes(CLI::App& app, SyncOptions& options) {
+    app.add_option(
+           "--max-delete", options.maxDelete,
+           "Stop when more files are gone than this number, or this share of the known ones")
+        ->capture_default_str()
+        ->type_name("N|N%");
+    app.add_flag("--allow-empty", options.allowEmpty,
+                 "Go on when a folder is empty that was not empty before");
+    app.add_flag("--force-all", options.forceAll,
+                 "Count every known file as changed and send it again, also to a new destination");
+    app.add_flag("--skip-nested", options.skipNested,
+                 "Leave out mounts and subvolumes below the folders instead of refusing them");
+    app.add_flag("--accept-mounts", options.acceptMounts,
+                 "Go on when the volumes of the folders, or those below them, are others than "
+                 "before");
+}
+
+void Define(CLI::App& app, SyncOptions& options) {
+    DefineStateFolder(app, options.state)->required();
+    app.add_option("--to", options.destination,
+                   "Destination: rsync:PATH, rsync:HOST:PATH, rclone:REMOTE:PATH, or cmd:COMMAND "
+                   "with {action} {list} {folder} {place} {count}. Without it the run stays "
+                   "pending for commit or discard")
+        ->type_name("DEST");
+    app.add_option("--snapshot", options.snapshot,
+                   "require: read a snapshot or stop; prefer: read the folders themselves where "
+                   "there is none; off: read the folders themselves")
+        ->capture_default_str()
+        ->type_name("MODE");
+    DefineIgnores(app, options.ignores);
+    DefineBrakes(app, options);
+    app.add_flag("-n,--dry-run", options.dryRun, "Tell what would be done, and do nothing");
+    app.add_flag("--replace-pending", options.replacePending, "Discard a run that is pending");
+    app.add_option("--lock-wait", options.lockWait,
+                   "Wait so many seconds for another run on the same state")
+        ->type_name("SECONDS");
+    app.add_flag("--json", options.json, "Print one JSON object");
+    app.add_flag("--exit-code", options.exitCode, "Exit 4 when anything was new, changed or gone");
+    app.add_option("FOLDER", options.folders, "Folder to synchronise")->required()->type_name("");
+}
+
+void Define(CLI::App& app, StatusOptions& options) {
+    DefineStateFolder(app, options.state)->required();
+    app.add_flag("--json", options.json, "Print one JSON object");
+}
+
+void Define(CLI::App& app, SnapshotsOptions& options) {
+    app.add_flag("--prune", options.prune, "Delete them");
+    app.add_flag("--json", options.json, "Print one JSON object per snapshot");
+    app.add_option("FOLDER", options.folders, "Only those of the volume that holds FOLDER")
+        ->type_name("");
 }
 
 void DefineProcess(CLI::App& app, std::string& process) {
@@ -154,6 +226,20 @@ bool Parse(CLI::App& app, std::vector<std::string> arguments) {
     }
 }
 
+// What the option parser cannot say: either the folder or all three files.
+void Check(const PendingOptions& options, const std::string& command) {
+    const StateArguments& files = options.state;
+    if (options.stateFolder.empty() &&
+        (files.base.empty() || files.syncing.empty() || files.deleted.empty())) {
+        throw Failure(
+            ExitCode::Usage,
+            "name --state DIR, or --base, --syncing and --deleted: see " + command + " --help");
+    }
+}
+
+template <typename Options>
+void Check(const Options&, const std::string&) {}
+
 }  // namespace
 
 template <typename Options>
@@ -163,6 +249,8 @@ std::optional<Options> ParseOptions(const Command& command, std::vector<std::str
     Define(app, *options);
     if (!Parse(app, std::move(arguments))) {
         options.reset();
+    } else {
+        Check(*options, app.get_name());
     }
     return options;
 }
@@ -170,6 +258,9 @@ std::optional<Options> ParseOptions(const Command& command, std::vector<std::str
 template std::optional<DetectOptions> ParseOptions(const Command&, std::vector<std::string>);
 template std::optional<DumpOptions> ParseOptions(const Command&, std::vector<std::string>);
 template std::optional<PendingOptions> ParseOptions(const Command&, std::vector<std::string>);
+template std::optional<SyncOptions> ParseOptions(const Command&, std::vector<std::string>);
+template std::optional<StatusOptions> ParseOptions(const Command&, std::vector<std::string>);
+template std::optional<SnapshotsOptions> ParseOptions(const Command&, std::vector<std::string>);
 template std::optional<LogShowOptions> ParseOptions(const Command&, std::vector<std::string>);
 template std::optional<LogLevelOptions> ParseOptions(const Command&, std::vector<std::string>);
 template std::optional<LogFileOptions> ParseOptions(const Command&, std::vector<std::string>);

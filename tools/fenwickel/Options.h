@@ -30,9 +30,40 @@ struct DumpOptions {
     bool json = false;
 };
 
-// For commit and discard, which end a pending run.
+// For commit and discard, which end a pending run: of the three files, or of a state folder.
 struct PendingOptions {
     StateArguments state;
+    std::string stateFolder;  // "": the three files
+    std::string run;          // id; "": whichever is pending
+    bool json = false;
+};
+
+struct SyncOptions {
+    std::string state;
+    std::string destination;
+    std::vector<std::string> folders;
+    std::string snapshot = "require";
+    std::vector<std::string> ignores;
+    std::string maxDelete = "50%";
+    std::uint32_t lockWait = 0;  // seconds
+    bool skipNested = false;
+    bool acceptMounts = false;
+    bool forceAll = false;
+    bool allowEmpty = false;
+    bool replacePending = false;
+    bool dryRun = false;
+    bool json = false;
+    bool exitCode = false;
+};
+
+struct StatusOptions {
+    std::string state;
+    bool json = false;
+};
+
+struct SnapshotsOptions {
+    std::vector<std::string> folders;  // empty: every volume
+    bool prune = false;
     bool json = false;
 };
 

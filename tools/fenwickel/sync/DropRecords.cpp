@@ -1,0 +1,86 @@
+// Takes records out of a new listing before it is committed.
+#include <cstring>
+#include <vector>
+
+#include "../ExitCodes.h"
+#include "../Failure.h"
+#include "../RecordReader.h"
+#include "Plan.h"
+#include "fenwickel/SyncDBFile.h"
+#include "platform/Platform.h"
+
+namespace {
+
+constexpr const WCHAR* kRewrittenFile = WIDE("syncing.new");
+
+DWORD High(std::uint64_t value) {
+    return static_cast<DWORD>(value >> 32U);
+}
+
+DWORD Low(std::uint64_t value) {
+    return static_cast<DWORD>(value);
+}
+
+// The bytes of the record, with the units of its path aligned as records in a buffer need not be.
+class RecordBytes {
+public:
+    stSynFileDescOnUpload* Fill(const RecordView& view) {
+        const std::size_t pathBytes = view.path.size() * sizeof(WCHAR);
+        m_bytes.assign(SYNC_RECORD_FIXED_SIZE + pathBytes + sizeof(WCHAR), 0);
+        auto* const record = reinterpret_cast<stSynFileDescOnUpload*>(m_bytes.data());
+        record->nRecordSize = static_cast<std::uint32_t>(m_bytes.size());
+        record->byPathIndex = view.pathIndex;
+        record->bySyncStatus = view.status;
+        record->dwWriteTimeHigh = High(view.writeTime);
+        record->dwWriteTimeLow = Low(view.writeTime);
+        record->dwSizeHigh = High(view.size);
+        record->dwSizeLow = Low(view.size);
+        record->ftCreateTime = {Low(view.createTime), High(view.createTime)};
+        record->ftAccessTime = {Low(view.accessTime), High(view.accessTime)};
+        std::memcpy(m_bytes.data() + SYNC_RECORD_FIXED_SIZE, view.path.data(), pathBytes);
+        return record;
+    }
+
+private:
+    std::vector<unsigned char> m_bytes;
+};
+
+void Require(int code, const WString& path) {
+    if (code != 0) {
+        throw SystemFailure(ExitCode::Failed, "write", path, static_cast<std::uint32_t>(code),
+                            "put that right and run again; nothing was committed");
+    }
+}
+
+void CopyOthers(const StateFolder& state, const PathKeys& dropped, const WString& target) {
+    RecordReader reader(state.files.syncing);
+    CSyncDBFile file;
+    Require(file.OpenDBFile(target), target);
+    RecordBytes bytes;
+    for (RecordView record; reader.Next(record);) {
+        if (!dropped.contains(PathKey(record.pathIndex, record.path))) {
+            Require(file.AppendRecord(bytes.Fill(record)), target);
+        }
+    }
+    if (const auto& damage = reader.Damage()) {
+        throw Failure(ExitCode::Failed, "the new listing " + Quoted(state.files.syncing) + " is " +
+                                            damage->Text() + ": run again");
+    }
+    Require(file.FlushDBFile(), target);
+    Require(file.CloseDBFile(), target);
+}
+
+}  // namespace
+
+void DropRecords(const StateFolder& state, const PathKeys& dropped) {
+    if (dropped.empty()) {
+        return;
+    }
+    const WString target = state.File(kRewrittenFile);
+    RemoveFile(target);  // an earlier run may have left one, whose end would stay
+    CopyOthers(state, dropped, target);
+    if (!MoveFileExW(target.c_str(), state.files.syncing.c_str(),
+                     MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+        Require(static_cast<int>(GetLastError()), state.files.syncing);
+    }
+}

@@ -1,0 +1,21 @@
+// The snapshots that killed runs left: finding and deleting them.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "fenwickel/Types.h"
+
+// The volumes that hold the folders, as mount points with '\' at their ends, each once. Adds a line
+// to problems, without a line end, for a folder whose volume cannot be told.
+std::vector<WString> VolumesOf(const std::vector<WString>& folders,
+                               std::vector<std::string>* problems);
+
+// The snapshots that killed runs left on the volumes, without '\' at their ends. Adds a line to
+// problems for a volume that cannot be searched.
+std::vector<WString> FindLeftovers(const std::vector<WString>& volumes,
+                                   std::vector<std::string>* problems);
+
+// Deletes a snapshot that nobody uses any more. "", also when somebody else did that meanwhile, or
+// a line that tells why not.
+std::string DeleteLeftover(const WString& snapshot);

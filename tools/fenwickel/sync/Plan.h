@@ -1,0 +1,46 @@
+// Turns the listings of a run into what is to be done at the destination.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "Brakes.h"
+#include "StateFolder.h"
+#include "Unsettled.h"
+#include "Uploader.h"
+
+// What a plan is made of.
+struct PlanInput {
+    const StateFolder& state;
+    const StateSettings& settings;          // of this run
+    const std::vector<WString>& snapshots;  // where each folder is read, with '\\' at its end
+    const Uploader& uploader;
+    std::uint64_t tick = 0;  // files written then or later are counted
+    // Called for every path that is to be removed or sent, or cannot be carried, with the words for
+    // it; may be empty.
+    std::function<void(const char* what, const WString& path, const std::string& why)> tell;
+};
+
+// What is to be done, per folder. The lists lie in the state folder.
+struct Plan {
+    std::vector<HandOver> folders;
+    ListingCounts found;
+    // Records of the new listing that must not be committed, since their files are not sent: not
+    // carried, or below a skipped mount.
+    PathKeys dropped;
+
+    bool IsEmpty() const;
+};
+
+// Reads the listings, adds what earlier runs left unsettled, writes the lists and gathers the
+// unsettled paths of this run, and fills the counts of the summary. Throws Failure.
+Plan MakePlan(const PlanInput& input, RunSummary* summary);
+
+// Rewrites the new listing of the state without those records. Throws Failure.
+void DropRecords(const StateFolder& state, const PathKeys& dropped);
+
+// Names of the list files of one folder.
+WString RemovalListName(std::size_t folder);
+WString SendListName(std::size_t folder);

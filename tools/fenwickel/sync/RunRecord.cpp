@@ -1,0 +1,269 @@
+#include "RunRecord.h"
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+#include "../ExitCodes.h"
+#include "../Failure.h"
+#include "RunSummaryFields.h"
+#include "platform/Platform.h"
+#include "platform/Text.h"
+
+namespace {
+
+constexpr std::uint64_t kFormat = 1;
+constexpr const char* kStages[] = {"running", "pending", "committing"};  // by RunStage
+
+// Arguments are bytes. Those that JSON text cannot hold are written as "bytes:" and hex digits.
+constexpr std::string_view kBytesMark = "bytes:";
+
+std::string ExactText(const std::string& bytes) {
+    if (ValidUtf8(bytes) == bytes && !bytes.starts_with(kBytesMark)) {
+        return bytes;
+    }
+    std::string text(kBytesMark);
+    for (const char byte : bytes) {
+        char digits[3];
+        std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned char>(byte));
+        text += digits;
+    }
+    return text;
+}
+
+std::string ExactBytes(const std::string& text) {
+    if (!text.starts_with(kBytesMark)) {
+        return text;
+    }
+    std::string bytes;
+    for (std::size_t i = kBytesMark.size(); i + 1 < text.size(); i += 2) {
+        bytes += static_cast<char>(std::strtoul(text.substr(i, 2).c_str(), nullptr, 16));
+    }
+    return bytes;
+}
+
+// The values of one file, taken out by name. What is missing, of another kind, or left over in the
+// end makes the file damaged: a program that does not know all of it may not act on it.
+class StoredFields {
+public:
+    StoredFields(WString path, const std::string& bytes, const char* remedy)
+        : m_path(std::move(path)), m_remedy(remedy) {
+        auto values = ParseJsonObject(bytes);
+        if (!values) {
+            throw Damaged("no JSON object of this program");
+        }
+        m_values = std::move(*values);
+        if (Take<std::uint64_t>("format") != kFormat) {
+            throw Damaged("of another version of this program");
+        }
+    }
+
+    template <typename Kind>
+    Kind Take(const std::string& name) {
+        const auto found = m_values.find(name);
+        if (found == m_values.end() || !std::holds_alternative<Kind>(found->second)) {
+            throw Damaged("without a sound \"" + name + '"');
+        }
+        Kind value = std::get<Kind>(std::move(found->second));
+        m_values.erase(found);
+        return value;
+    }
+
+    std::string TakeText(const char* name) { return ExactBytes(Take<std::string>(name)); }
+
+    std::vector<WString> TakePaths(const char* name) {
+        std::vector<WString> paths;
+        for (const std::string& path : Take<std::vector<std::string>>(name)) {
+            paths.push_back(WideFromUtf8(path));
+        }
+        return paths;
+    }
+
+    void RequireEmpty() const {
+        if (!m_values.empty()) {
+            throw Damaged("with an unknown \"" + Escaped(m_values.begin()->first) + '"');
+        }
+    }
+
+    Failure Damaged(const std::string& what) const {
+        return {ExitCode::Damaged, Quoted(m_path) + " is damaged (" + what + "): " + m_remedy};
+    }
+
+private:
+    WString m_path;
+    const char* m_remedy;
+    std::map<std::string, JsonValue> m_values;
+};
+
+std::optional<StoredFields> Load(const StateFolder& state, const WCHAR* name, const char* remedy) {
+    const WString path = state.File(name);
+    const std::optional<std::string> bytes = ReadWholeFile(path);
+    return bytes ? std::optional<StoredFields>(std::in_place, path, *bytes, remedy) : std::nullopt;
+}
+
+void Save(const StateFolder& state, const WCHAR* name, const JsonFields& fields) {
+    JsonFields all = {{"format", kFormat}};
+    all.insert(all.end(), fields.begin(), fields.end());
+    std::string text;
+    AppendJsonLine(text, all);
+    WriteWholeFile(state.File(name), text);
+}
+
+std::vector<std::string> Texts(const std::vector<WString>& paths) {
+    std::vector<std::string> texts;
+    for (const WString& path : paths) {
+        texts.push_back(Utf8FromWide(path));
+    }
+    return texts;
+}
+
+JsonFields Stored(const StateSettings& settings) {
+    return {{"folders", Texts(settings.folders)},
+            {"volumes", Texts(settings.volumes)},
+            {"nested", Texts(settings.nested)},
+            {"destination", ExactText(settings.destination)}};
+}
+
+StateSettings TakeSettings(StoredFields& fields) {
+    StateSettings settings;
+    settings.folders = fields.TakePaths("folders");
+    settings.volumes = fields.TakePaths("volumes");
+    settings.nested = fields.TakePaths("nested");
+    settings.destination = fields.TakeText("destination");
+    if (settings.folders.empty() || settings.volumes.size() != settings.folders.size()) {
+        throw fields.Damaged("without a volume for each folder");
+    }
+    return settings;
+}
+
+JsonFields Stored(const RunSummary& summary) {
+    JsonFields fields;
+    for (const SummaryText& text : kSummaryTexts) {
+        fields.emplace_back(text.name, ExactText(summary.*text.member));
+    }
+    for (const SummaryCount& count : kSummaryCounts) {
+        fields.emplace_back(count.name, summary.*count.member);
+    }
+    fields.emplace_back("exit_code", static_cast<std::uint64_t>(summary.exitCode));
+    fields.emplace_back("message", ExactText(summary.message));
+    return fields;
+}
+
+RunSummary TakeSummary(StoredFields& fields) {
+    RunSummary summary;
+    for (const SummaryText& text : kSummaryTexts) {
+        summary.*text.member = fields.TakeText(text.name);
+    }
+    for (const SummaryCount& count : kSummaryCounts) {
+        summary.*count.member = fields.Take<std::uint64_t>(count.name);
+    }
+    const auto exitCode = fields.Take<std::uint64_t>("exit_code");
+    if (exitCode > 255) {
+        throw fields.Damaged("without a sound \"exit_code\"");
+    }
+    summary.exitCode = static_cast<int>(exitCode);
+    summary.message = fields.TakeText("message");
+    return summary;
+}
+
+RunStage TakeStage(StoredFields& fields) {
+    const auto name = fields.Take<std::string>("stage");
+    for (const RunStage stage : {RunStage::Running, RunStage::Pending, RunStage::Committing}) {
+        if (name == kStages[static_cast<int>(stage)]) {
+            return stage;
+        }
+    }
+    throw fields.Damaged("without a sound \"stage\"");
+}
+
+}  // namespace
+
+std::string NewRunId() {
+    UUID unique = {};
+    if (const auto code = UuidCreate(&unique); code != 0) {
+        throw Failure(ExitCode::Failed, "cannot make an id for the run: " +
+                                            Reason(static_cast<int>(code)) + ": run again");
+    }
+    char digits[16];
+    std::snprintf(digits, sizeof digits, "%08lx", static_cast<unsigned long>(unique.Data1));
+    std::string id;
+    for (const char sign : TimestampNow()) {
+        if (sign != '-' && sign != ':') {
+            id += sign;
+        }
+    }
+    return id + '-' + digits;
+}
+
+std::string TimestampNow() {
+    using namespace std::chrono;
+    const auto now = floor<seconds>(system_clock::now());
+    const auto day = floor<days>(now);
+    const year_month_day date(day);
+    const hh_mm_ss time(now - day);
+    char text[64];
+    std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02dZ",
+                  static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
+                  static_cast<unsigned>(date.day()), static_cast<int>(time.hours().count()),
+                  static_cast<int>(time.minutes().count()),
+                  static_cast<int>(time.seconds().count()));
+    return text;
+}
+
+std::optional<RunRecord> LoadRun(const StateFolder& state) {
+    auto fields = Load(state, kRunFile,
+                       "delete it to drop the run that it tells of; the next sync sends again what "
+                       "that one may have sent");
+    if (!fields) {
+        return {};
+    }
+    RunRecord run;
+    run.stage = TakeStage(*fields);
+    run.settings = TakeSettings(*fields);
+    run.summary = TakeSummary(*fields);
+    fields->RequireEmpty();
+    return run;
+}
+
+void SaveRun(const StateFolder& state, const RunRecord& run) {
+    JsonFields fields = {{"stage", std::string(kStages[static_cast<int>(run.stage)])}};
+    for (const JsonFields& part : {Stored(run.settings), Stored(run.summary)}) {
+        fields.insert(fields.end(), part.begin(), part.end());
+    }
+    Save(state, kRunFile, fields);
+}
+
+void RemoveRun(const StateFolder& state) {
+    RemoveFile(state.File(kRunFile));
+}
+
+std::optional<StateSettings> LoadSettings(const StateFolder& state) {
+    auto fields = Load(state, kSettingsFile,
+                       "without it nobody knows what the base stands for: delete it and the file "
+                       "base beside it to start over with every file new");
+    if (!fields) {
+        return {};
+    }
+    StateSettings settings = TakeSettings(*fields);
+    fields->RequireEmpty();
+    return settings;
+}
+
+void SaveSettings(const StateFolder& state, const StateSettings& settings) {
+    Save(state, kSettingsFile, Stored(settings));
+}
+
+std::optional<RunSummary> LoadLast(const StateFolder& state) {
+    auto fields = Load(state, kLastFile, "delete it, it only tells of the last run");
+    if (!fields) {
+        return {};
+    }
+    RunSummary last = TakeSummary(*fields);
+    fields->RequireEmpty();
+    return last;
+}
+
+void SaveLast(const StateFolder& state, const RunSummary& last) {
+    Save(state, kLastFile, Stored(last));
+}
