@@ -4,15 +4,8 @@
 #include <map>
 #include <string>
 
+#include "FaultyRun.h"
 #include "Listings.h"
-
-// How a child process ended.
-struct Ended {
-    bool hung = false;
-    int exitCode = -1;  // -1 when a signal ended it
-    int signal = 0;
-    std::string err;
-};
 
 // What the state files hold; a file that does not exist has no entry.
 using State = std::map<std::string, std::string>;
@@ -30,7 +23,7 @@ public:
 
     State Read() const;
     void Write(const State& state);
-    std::string Bytes(const char* name) const { return ReadBytes(m_folder / name); }
+    const std::filesystem::path& Folder() const { return m_folder.path(); }
 
 private:
     TempFolder m_folder;

@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <mutex>
 #include <set>
-#include <sstream>
 #include <thread>
 
 #include "Sandbox.h"
@@ -117,22 +116,6 @@ Laboratory::Laboratory() {
     EXPECT_EQ(m_roles[3].after, PlainState({*committed.find("base")}));
 }
 
-// All calls; of thousands, which fill the pools, the first, some on the way, and some of the last,
-// which belong to the walk.
-std::vector<long long> CallsToTry(long long calls) {
-    constexpr long long kLast = 100;
-    std::vector<long long> tried;
-    for (long long n = 1; n <= calls;) {
-        tried.push_back(n);
-        if (calls <= kLast || n < 3) {
-            ++n;
-        } else {
-            n += n < calls - kLast ? (calls - kLast + 8) / 9 : 8;
-        }
-    }
-    return tried;
-}
-
 // The log does the same for every message, whatever the command.
 std::vector<long long> CallsOfLogToTry(std::size_t role, long long calls) {
     const std::set<long long> tried = {1, 2, calls / 2, calls};
@@ -153,12 +136,7 @@ std::vector<Point> Laboratory::Points() {
     for (std::size_t role = 0; role < m_roles.size(); ++role) {
         m_sandbox.Write(m_roles[role].before);
         m_sandbox.Run(m_roles[role].command, "", true);
-        std::istringstream trace(m_sandbox.Bytes("trace"));
-        std::map<std::string, long long> calls;
-        for (std::string function; std::getline(trace, function);) {
-            ++calls[function];
-        }
-        for (const auto& [function, count] : calls) {
+        for (const auto& [function, count] : TracedCalls(m_sandbox.Folder())) {
             std::vector<const char*> modes = {"once:5", "always:5", "kill"};
             if (function == "ReadFile" || function == "WriteFile") {
                 modes.push_back("short");
