@@ -56,6 +56,7 @@ std::vector<Case> Cases() {
         {"log file 1 " + std::string(512, 'p'), 2, "511 at most"},
         {"log cat s", 1, "cannot read"},
         {"log cat --since 24:00 tree/a", 2, "is no time"},
+        {"log cat --since 2026-02-31 tree/a", 2, "is no time"},
         {std::string("commit ") + kState, 9, "nothing pending"},
         {std::string("discard ") + kState, 9, "nothing pending"},
     };

@@ -1,6 +1,7 @@
 #include "LogTime.h"
 
 #include <array>
+#include <chrono>
 #include <cstdio>
 
 #include "ExitCodes.h"
@@ -47,8 +48,10 @@ WORD NumberAt(const std::string& text, std::size_t* at) {
 }
 
 bool IsTime(const SYSTEMTIME& time) {
-    return time.wMonth >= 1 && time.wMonth <= 12 && time.wDay >= 1 && time.wDay <= 31 &&
-           time.wHour < 24 && time.wMinute < 60 && time.wSecond < 60;
+    const std::chrono::year_month_day day(std::chrono::year(time.wYear),
+                                          std::chrono::month(time.wMonth),
+                                          std::chrono::day(time.wDay));
+    return day.ok() && time.wHour < 24 && time.wMinute < 60 && time.wSecond < 60;
 }
 
 }  // namespace
