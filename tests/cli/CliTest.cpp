@@ -82,14 +82,16 @@ TEST_F(CliTest, TableNamesTheNextCommands) {
 }
 
 TEST_F(CliTest, ReadersOfTheListingsDoNotStopACommitHalfWay) {
+    constexpr std::chrono::microseconds kHalfATurn{500};
     std::atomic<bool> done = false;
     const WString listing = WidePath(std::filesystem::absolute("s/s"));
     std::thread reader([&] {
         while (!done) {
             const HANDLE file = CreateFileW(listing.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
                                             OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-            std::this_thread::yield();
+            std::this_thread::sleep_for(kHalfATurn);
             CloseHandle(file);
+            std::this_thread::sleep_for(kHalfATurn);  // leaves room also on a busy machine
         }
     });
     for (int i = 0; i < 20; ++i) {
