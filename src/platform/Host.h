@@ -86,11 +86,13 @@ bool HostIsTerminal(int stream);
 // Columns of the terminal on standard error, 80 when unknown.
 int HostTerminalWidth();
 
-// From now on a first Ctrl-C or termination request is remembered, a second ends the process. One
+// From now on a first Ctrl-C, termination request or loss of the terminal is remembered, a second
+// ends the process. One
 // that was ignored when the process started stays ignored.
 void HostCatchStopSignals();
 
-// 0, or the exit code that the remembered request asks for: 130 for Ctrl-C, 143 for termination.
+// 0, or the exit code that the remembered request asks for: 130 for Ctrl-C, 143 for termination,
+// and 129 for the loss of the terminal.
 int HostStopExitCode();
 
 // What the system says about a Windows error code, without a line end: "The system cannot find the

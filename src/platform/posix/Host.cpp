@@ -97,7 +97,7 @@ void HostCatchStopSignals() {
     action.sa_handler = RememberStop;
     action.sa_flags = SA_RESTART;
     sigemptyset(&action.sa_mask);
-    for (const int signalNumber : {SIGINT, SIGTERM}) {
+    for (const int signalNumber : {SIGINT, SIGTERM, SIGHUP}) {
         struct sigaction before {};
         if (sigaction(signalNumber, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
             sigaction(signalNumber, &action, nullptr);

@@ -80,6 +80,28 @@ private:
     Descriptor errors_;
 };
 
+// Signals that this process ignores for its own output are as usual in the child.
+class SpawnAttributes {
+public:
+    SpawnAttributes() {
+        sigset_t usual;
+        sigemptyset(&usual);
+        sigaddset(&usual, SIGPIPE);
+        sigaddset(&usual, SIGXFSZ);
+        posix_spawnattr_init(&attributes_);
+        posix_spawnattr_setsigdefault(&attributes_, &usual);
+        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF);
+    }
+    ~SpawnAttributes() { posix_spawnattr_destroy(&attributes_); }
+    SpawnAttributes(const SpawnAttributes&) = delete;
+    SpawnAttributes& operator=(const SpawnAttributes&) = delete;
+
+    const posix_spawnattr_t* get() const { return &attributes_; }
+
+private:
+    posix_spawnattr_t attributes_;
+};
+
 DWORD StartError(int error) {
     return error == ENOENT || error == ENOTDIR ? ERROR_FILE_NOT_FOUND : CommonError(error);
 }
@@ -136,8 +158,10 @@ HostChild HostChild::Start(const std::vector<std::string>& command,
     if (!actions.Apply(options)) {
         return child;
     }
+    const SpawnAttributes attributes;
     pid_t id = 0;
-    const int error = posix_spawnp(&id, words[0], actions.get(), nullptr, words.data(), environ);
+    const int error =
+        posix_spawnp(&id, words[0], actions.get(), attributes.get(), words.data(), environ);
     if (error != 0) {
         SetLastError(StartError(error));
         return child;
