@@ -117,13 +117,19 @@ protected:
     SyncUploadTest() {
         WriteBytes("rclone.conf", "");
         setenv("RCLONE_CONFIG", fs::absolute("rclone.conf").c_str(), 1);
-        // A remote shell that stays here: RSYNC_RSH HOST WORDS...
-        WriteBytes("rsh", "#!/bin/sh\nshift\nexec sh -c \"$*\"\n");
+        setenv("RCLONE_DRY_RUN", "true", 1);  // of which no run may take notice
+        // A remote shell that stays here: RSYNC_RSH HOST WORDS... When kill-at holds so many bytes
+        // as there were calls it kills the tool, whose rsync has started it.
+        WriteBytes("rsh",
+                   "#!/bin/sh\nshift\nsh -c \"$*\"\nended=$?\nprintf x >>calls\n"
+                   "if cmp -s calls kill-at; then kill -9 $(cut -d' ' -f4 /proc/$PPID/stat); fi\n"
+                   "exit $ended\n");
         fs::permissions("rsh", fs::perms::owner_all);
         setenv("RSYNC_RSH", fs::absolute("rsh").c_str(), 1);
     }
     ~SyncUploadTest() override {
         unsetenv("RCLONE_CONFIG");
+        unsetenv("RCLONE_DRY_RUN");
         unsetenv("RSYNC_RSH");
     }
 
@@ -224,6 +230,37 @@ TEST_F(SyncUploadTest, AFolderInThePlaceOfARemovedFileIsNoObstacle) {
     }
 }
 
+// Two folders become one and a link to it: the files below the link are gone, those where it leads
+// to are not. The calls: one that looks whether the copy is empty, one that removes, one that
+// sends.
+TEST_F(SyncUploadTest, ARunThatIsKilledAroundACallIsPutRight) {
+    const std::string to = "rsync:host:" + fs::absolute("the copy").string();
+    for (const char* calls : {"x", "xx", "xxx"}) {
+        for (const char* path : {"st", "the copy", "tree/one", "kill-at"}) {
+            fs::remove_all(path);
+        }
+        for (const char* path : {"tree/one/a", "tree/two/a", "tree/gone"}) {
+            fs::create_directories(fs::path(path).parent_path());
+            WriteBytes(path, "1");
+        }
+        fs::permissions("tree", fs::perms::owner_all);
+        ASSERT_EQ(Sync(to).exitCode, 0);
+        fs::remove_all("tree/one");
+        fs::create_symlink("two", "tree/one");
+        fs::remove("calls");
+        WriteBytes("kill-at", calls);
+        ASSERT_EQ(Sync(to).exitCode, 128 + SIGKILL) << calls;
+        for (const char* gone : {"", "tree/gone"}) {
+            fs::remove(gone);
+            const ToolResult result = Sync(to, " --lock-wait 60");
+            EXPECT_EQ(result.exitCode, 0) << calls << result.err;
+            EXPECT_EQ(Differences(TreeOf("tree"), TreeOf("the copy")), "") << calls;
+        }
+        EXPECT_EQ(fs::status("the copy").permissions(), fs::perms::owner_all) << calls;
+        EXPECT_FALSE(fs::exists("st/uploader.out.empty")) << calls;
+    }
+}
+
 TEST_F(SyncUploadTest, CommandsGetTheirWordsAndTheLists) {
     WriteBytes("put.sh",
                "for word; do printf '<%s>' \"$word\"; done; echo\n"
@@ -254,6 +291,7 @@ TEST_F(SyncUploadTest, AFailureNamesTheProgramAndCommitsNothing) {
     } rows[] = {
         {"cmd:sh -c \"exit 7\" {list}", "\"sh\": it ended with 7: "},
         {"cmd:sh -c \"kill -9 $$\" {list}", "signal 9"},
+        {"cmd:sh -c \"kill -PIPE $$\" {list}", "signal 13"},
         {"cmd:no-such-program {list}", "cannot run \"no-such-program\": No such file (2): install"},
         {"rsync:file/stands", "rsync ended with 3 "},
         {"rsync:rsync://127.0.0.1:1/module", "rsync ended with 10 (the connection failed)"},

@@ -141,16 +141,13 @@ Failure RcloneUploader::Failed(const std::string& action, int exitCode) const {
 }
 
 // One attempt: a second one would count what it sends again. rclone repeats single steps in itself.
+// A dry run, which the environment can ask for, counts and reports as if everything were done.
 ProgramEnd RcloneUploader::Run(const std::vector<std::string>& words,
                                const std::vector<std::string>& last, std::string* log) const {
     const ScratchFile file(m_program.Scratch(WIDE("log")));
-    std::vector<std::string> command = {kProgram,
-                                        "--retries",
-                                        "1",
-                                        "--log-level",
-                                        "NOTICE",
-                                        "--log-file",
-                                        HostNativePath(file.Path())};
+    std::vector<std::string> command = {
+        kProgram,      "--retries", "1",          "--dry-run=false",
+        "--log-level", "NOTICE",    "--log-file", HostNativePath(file.Path())};
     command.insert(command.end(), words.begin(), words.end());
     command.emplace_back("--");
     command.insert(command.end(), last.begin(), last.end());

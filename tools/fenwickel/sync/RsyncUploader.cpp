@@ -5,6 +5,8 @@
 #include <filesystem>
 
 #include "../ExitCodes.h"
+#include "ListFile.h"
+#include "StateFolder.h"
 
 namespace {
 
@@ -101,15 +103,27 @@ std::optional<std::uint64_t> CountSent(std::string_view statistics) {
     return *files + NumberBehind(line, "link: ").value_or(0);
 }
 
-// A folder with nothing in it, as the source of removals: what is not there cannot be sent.
+std::filesystem::path StandardPath(const WString& path) {
+    const std::string native = HostNativePath(path);
+    return std::u8string(native.begin(), native.end());
+}
+
+// A folder with nothing in it, as the source of removals: what is not there cannot be sent. rsync
+// gives its rights to the destination: they are those of the folder that it stands for.
 class EmptyFolder {
 public:
-    explicit EmptyFolder(const WString& path) : m_path(path) {
-        const std::string native = HostNativePath(path);
-        m_folder = std::u8string(native.begin(), native.end());
+    EmptyFolder(const WString& path, const WString& standsFor)
+        : m_path(path), m_folder(StandardPath(path)) {
+        using std::filesystem::perms;
         std::error_code failed;
         std::filesystem::create_directory(m_folder, failed);
         const bool isEmpty = !failed && std::filesystem::is_empty(m_folder, failed);
+        if (!failed) {
+            const auto status = std::filesystem::status(StandardPath(standsFor), failed);
+            std::filesystem::permissions(
+                m_folder, failed ? perms::owner_all : status.permissions() | perms::owner_all,
+                failed);
+        }
         if (failed || !isEmpty) {
             throw Failure(ExitCode::Upload, "cannot make the empty folder " + Quoted(path) + ": " +
                                                 (failed ? failed.message() + " (" +
@@ -131,6 +145,23 @@ private:
     WString m_path;
     std::filesystem::path m_folder;
 };
+
+// The removals, and in front of them the folders in whose place a file comes. An interrupted run
+// may have put that file there, and when it is a link, what is to go below the folder would go
+// where the link leads to. rsync removes the entries of a folder before it looks into those below.
+void WriteRemovals(const HandOver& work, const WString& path) {
+    const std::optional<std::string> removals = ReadWholeFile(work.removals);
+    if (!removals) {
+        throw Failure(ExitCode::Failed, "cannot read " + Quoted(work.removals) +
+                                            ": somebody has deleted it: run sync again");
+    }
+    ListFile list(path);
+    for (const std::string& folder : work.replacedFolders) {
+        list.Append("./" + folder + '\0');
+    }
+    list.Append(*removals);
+    list.Finish();
+}
 
 // What rsync prints for the folders above files to be removed, which the empty folder lacks.
 bool IsExpected(std::string_view line) {
@@ -172,9 +203,9 @@ Failure RsyncUploader::Failed(const std::string& action, int exitCode) const {
 
 bool RsyncUploader::IsDestinationEmpty() {
     const std::string folder = Below(m_destination, m_destination.ends_with(':') ? "./" : "");
-    const ProgramEnd end = m_program.Run(
-        {kProgram, "-s", "--list-only", "--", folder.ends_with('/') ? folder : folder + '/'},
-        Capture::All, Shared());
+    const ProgramEnd end = m_program.Run({kProgram, "-s", "--list-only", "--no-motd", "--",
+                                          folder.ends_with('/') ? folder : folder + '/'},
+                                         Capture::All, Shared());
     // By the number, since the words are those of the other end's system.
     constexpr std::string_view kNoSuchFolder = "(2)\n";
     if (end.exitCode == kPartial && end.errors.find(kNoSuchFolder) != std::string::npos) {
@@ -193,11 +224,17 @@ void RsyncUploader::Remove(const HandOver& work) {
     if (work.removalCount == 0) {
         return;
     }
-    const EmptyFolder nothing(m_program.Scratch(WIDE("empty")));
+    const ScratchFile joined(m_program.Scratch(WIDE("list")));
+    const bool isPlain = work.replacedFolders.empty();
+    if (!isPlain) {
+        WriteRemovals(work, joined.Path());
+    }
+    const WString& list = isPlain ? work.removals : joined.Path();
+    const EmptyFolder nothing(m_program.Scratch(WIDE("empty")), work.folder);
     const ProgramEnd end =
         m_program.Run({kProgram, "-s", "--perms", "--mkpath", "--delete-missing-args", "--force",
-                       "--from0", "--files-from=" + LocalPath(work.removals), "--",
-                       nothing.Source(), Below(m_destination, HostNativePath(work.place))},
+                       "--from0", "--files-from=" + LocalPath(list), "--", nothing.Source(),
+                       Below(m_destination, HostNativePath(work.place))},
                       Capture::All, Shared());
     Relay(end.output);
     Relay(WithoutExpected(end.errors));
