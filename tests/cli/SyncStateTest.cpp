@@ -1,6 +1,7 @@
 // What a state folder keeps between the runs of sync, how a pending run ends, and the brakes.
 #include <functional>
 #include <nlohmann/json.hpp>
+#include <thread>
 
 #include "CliFixture.h"
 
@@ -127,6 +128,7 @@ TEST_F(SyncStateTest, DamagedRecordsAreNamedAndLeftAlone) {
     EXPECT_EQ(Json::parse(Sync("--json tree").out)["deleted"], 1);
     EXPECT_EQ(End("discard").exitCode, 0);
     fs::remove("st/settings.json");
+    EXPECT_EQ(Sync().exitCode, 8) << "a base of nobody knows what";
     fs::remove("st/base");
     EXPECT_EQ(Json::parse(Sync("--json tree").out)["new"], 3);
 }
@@ -163,6 +165,12 @@ TEST_F(SyncStateTest, APendingRunWaitsForItsEnd) {
     fs::remove("tree/a");
     const auto before = StateBytes();
     const std::string third = Json::parse(Sync("--json tree").out)["run"];
+    const auto waiting = StateBytes();
+    EXPECT_EQ(Sync("--replace-pending s").exitCode, 2);
+    fs::rename("tree", "away");
+    EXPECT_EQ(Sync("--replace-pending tree").exitCode, 5);
+    fs::rename("away", "tree");
+    EXPECT_TRUE(StateBytes() == waiting) << "a refused run replaces nothing";
     EXPECT_EQ(End("discard --run " + third).exitCode, 0);
     EXPECT_EQ(End("discard").exitCode, 9);
     EXPECT_EQ(Status()["last_outcome"], "discarded");
@@ -190,7 +198,7 @@ TEST_F(SyncStateTest, AnInterruptedCommitIsFinished) {
     const auto remove = [](const char* file) { fs::remove(file); };
     const auto taken = [] { fs::rename("st/syncing", "st/base"); };
     const std::pair<const char*, std::function<void()>> states[] = {
-        {"commit", [] {}},
+        {"commit", [] { fs::create_directory("st/uploader.out.empty"); }},
         {"sync --snapshot off tree", [&] { remove("st/base"); }},
         {"sync --snapshot off tree", taken},
         {"commit", [&] { taken(), remove("st/deleted"), remove("st/unsettled"); }}};
@@ -208,7 +216,8 @@ TEST_F(SyncStateTest, AnInterruptedCommitIsFinished) {
         EXPECT_EQ(ReadBytes("st/base"), listing);
         const auto names = StateBytes();
         EXPECT_TRUE(!names.contains("./st/run.json") && !names.contains("./st/syncing") &&
-                    !names.contains("./st/deleted") && !names.contains("./st/send-0.list"));
+                    !names.contains("./st/deleted") && !names.contains("./st/send-0.list") &&
+                    !names.contains("./st/uploader.out.empty"));
     }
 
     PutBack(whole);
@@ -273,6 +282,13 @@ TEST_F(SyncStateTest, BrakesStopAndAreOverridden) {
     const auto rewrite = [](int count) {
         return [=] { std::for_each(kFiles, kFiles + count, [](auto f) { WriteBytes(f, "22"); }); };
     };
+    const auto unsettle = [] {  // what an interrupted run may have sent, and is gone
+        std::string paths;
+        for (const char name : std::string("12345")) {
+            paths += std::string("\0\0", 2) + name + std::string("\0\0\0", 3);
+        }
+        WriteBytes("st/unsettled", paths);
+    };
     const auto edit = [](const char* from, const char* to) {
         return [=] { Edit("st/settings.json", from, to); };
     };
@@ -284,6 +300,8 @@ TEST_F(SyncStateTest, BrakesStopAndAreOverridden) {
         {"more than half", remove(3), "", "3 of 4 files", "--max-delete 3"},
         {"share", remove(2), "--max-delete 49%", "--max-delete 2", "--max-delete 50%"},
         {"number", remove(1), "--max-delete 0", "--max-delete 1", "--max-delete 25%"},
+        {"empty and unsettled", [&] { fs::remove("st/base"), unsettle(), empty(); }, "",
+         "had 5 files", "--allow-empty"},
         {"all changed", rewrite(4), "", "--force-all", "--force-all"},
         {"nearly all changed", rewrite(3), "", "", ""},
         {"another volume", edit("Volume{", "Volume{1"), "", "--accept-mounts", "--accept-mounts"},
@@ -305,6 +323,36 @@ TEST_F(SyncStateTest, BrakesStopAndAreOverridden) {
             EXPECT_EQ(Sync(override + " tree").exitCode, 0) << name;
         }
     }
+}
+
+// Known files that the uploader cannot take any more go from the copy, too.
+TEST_F(SyncStateTest, WhatCannotBeCarriedAnyMoreCountsAsDeleted) {
+    const auto write = [](const std::string& bytes) {
+        for (const char8_t* name : {u8"tree/1\u2401", u8"tree/2\u2401", u8"tree/3\u2401"}) {
+            WriteBytes(name, bytes);
+        }
+    };
+    write("1");
+    CommitTree();
+    write("22");
+    const ToolResult stopped = Sync("-n --to rclone:r: --max-delete 2 tree");
+    EXPECT_EQ(stopped.exitCode, 5) << stopped.err;
+    EXPECT_TRUE(Contains(stopped.err, "--max-delete 3 ")) << stopped.err;
+    EXPECT_EQ(Sync("-n --to rclone:r: --max-delete 3 tree").exitCode, 0);
+}
+
+TEST_F(SyncStateTest, ACommitWaitsForWhoLooksIntoAListing) {
+    CommitTree();
+    Sync();
+    const HANDLE reader =
+        CreateFileW(WidePath(fs::absolute("st/base")).c_str(), GENERIC_READ, FILE_SHARE_READ,
+                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    std::thread look([=] {
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+        CloseHandle(reader);
+    });
+    EXPECT_EQ(End("commit").exitCode, 0);
+    look.join();
 }
 
 TEST_F(SyncStateTest, AMissingFolderIsNoEmptyOne) {
@@ -329,6 +377,8 @@ TEST_F(SyncStateTest, WrongUsageTouchesNothing) {
         {"sync --state tree/in --snapshot off tree", "inside"},
         {"sync --state st --snapshot off other", "belongs to"},
         {"sync --state st --snapshot off tree other", "belongs to"},
+        {"sync --state st --snapshot off --to \"\" tree", "--to is empty"},
+        {"commit --state st --run \"\"", "--run is empty"},
         {"commit --state none", "does not exist"},
         {"discard --state tree/a", "tree"},
     };

@@ -22,6 +22,6 @@ inline constexpr const char* Help =
     "4 changes exist (--exit-code); 5 safety stop, nothing sent; 6 another run holds the\n"
     "state files, or another viewer watches the program; 7 no snapshot to be had;\n"
     "8 a record file is damaged; 9 nothing pending; 10 the uploader failed;\n"
-    "130, 143 stopped by a signal.";
+    "129, 130, 143 stopped by a signal.";
 
 }  // namespace ExitCode

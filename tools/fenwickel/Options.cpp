@@ -199,6 +199,18 @@ void Define(CLI::App& app, LogBreakOptions& options) {
     app.add_flag("--json", options.json, "Print one JSON object per hit and per release");
 }
 
+// An unset variable of a script leaves a value empty, which would mean something else here.
+void RequireValues(const CLI::App& app) {
+    for (const char* const name : {"--to", "--run"}) {
+        const CLI::Option* const option = app.get_option_no_throw(name);
+        if (option != nullptr && option->count() != 0 && option->as<std::string>().empty()) {
+            throw Failure(ExitCode::Usage, std::string(name) +
+                                               " is empty: give it a value, or leave it out: see " +
+                                               app.get_name() + " --help");
+        }
+    }
+}
+
 // False when the arguments asked for help or for the version, which has then been printed.
 bool Parse(CLI::App& app, std::vector<std::string> arguments) {
     app.footer(ExitCode::Help);
@@ -213,6 +225,7 @@ bool Parse(CLI::App& app, std::vector<std::string> arguments) {
     std::reverse(arguments.begin(), arguments.end());
     try {
         app.parse(std::move(arguments));
+        RequireValues(app);
         return true;
     } catch (const CLI::CallForHelp&) {
         PrintWhole(app.help());

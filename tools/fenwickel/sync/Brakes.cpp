@@ -79,20 +79,21 @@ std::uint64_t Allowed(const DeleteLimit& limit, std::uint64_t known) {
                            : limit.value;
 }
 
-std::string DeleteOverride(const RunSummary& summary) {
-    return "--max-delete " + std::to_string(summary.deleted);
+std::string DeleteOverride(std::uint64_t lost) {
+    return "--max-delete " + std::to_string(lost);
 }
 
 // alsoNeeded names what else it takes, when the next brake would stop these deletions.
 void CheckEmptied(const StateSettings& now, const ListingCounts& base, const ListingCounts& found,
-                  const RunSummary& summary, const std::string& alsoNeeded) {
+                  std::uint64_t lost, const std::string& alsoNeeded) {
     for (std::size_t i = 0; i < now.folders.size(); ++i) {
         const std::uint64_t known = At(base.perFolder, i);
         if (known != 0 && At(found.perFolder, i) == 0) {
             throw Stopped("the folder " + Quoted(now.folders[i]) + " is empty, but had " +
-                          Files(known) + " (" + Files(summary.deleted) +
-                          " to delete in all): mount what belongs there, or use --allow-empty" +
-                          alsoNeeded + " if they are to be deleted");
+                          Files(known) +
+                          (lost > known ? " (" + Files(lost) + " to delete in all)" : "") +
+                          ": mount what belongs there, or use --allow-empty" + alsoNeeded +
+                          " if they are to be deleted");
         }
     }
 }
@@ -131,15 +132,15 @@ void CheckFolders(const StateSettings* settings, const StateSettings& now,
 }
 
 void CheckCounts(const StateSettings& now, const ListingCounts& base, const ListingCounts& found,
-                 const RunSummary& summary, const BrakeOptions& options) {
-    const bool tooMany = summary.deleted > Allowed(options.maxDelete, base.all);
+                 std::uint64_t lost, const RunSummary& summary, const BrakeOptions& options) {
+    const bool tooMany = lost > Allowed(options.maxDelete, base.all);
     if (!options.allowEmpty) {
-        CheckEmptied(now, base, found, summary, tooMany ? " and " + DeleteOverride(summary) : "");
+        CheckEmptied(now, base, found, lost, tooMany ? " and " + DeleteOverride(lost) : "");
     }
     if (tooMany) {
-        throw Stopped(std::to_string(summary.deleted) + " of " + Files(base.all) +
-                      " are gone, more than --max-delete " + LimitText(options.maxDelete) +
-                      " allows: use " + DeleteOverride(summary) +
+        throw Stopped(std::to_string(lost) + " of " + Files(base.all) +
+                      " are gone or cannot be carried any more, more than --max-delete " +
+                      LimitText(options.maxDelete) + " allows: use " + DeleteOverride(lost) +
                       " if they are to be deleted from the copy");
     }
     if (summary.changed > 1 && summary.unchanged == 0 && !options.forceAll) {

@@ -37,8 +37,8 @@ struct ListingCounts {
 void CheckFolders(const StateSettings* settings, const StateSettings& now,
                   const ListingCounts& base, const BrakeOptions& options);
 
-// After the detection. An empty folder whose listing was not empty (--allow-empty), more deletions
-// than allowed (--max-delete), every known file changed (--force-all; a single file does not
-// count).
+// After the detection. An empty folder whose listing was not empty, or which the destination may
+// have files of (--allow-empty: base.perFolder counts these, too), more known files lost than
+// allowed (--max-delete), every known file changed (--force-all; a single file does not count).
 void CheckCounts(const StateSettings& now, const ListingCounts& base, const ListingCounts& found,
-                 const RunSummary& summary, const BrakeOptions& options);
+                 std::uint64_t lost, const RunSummary& summary, const BrakeOptions& options);

@@ -75,7 +75,7 @@ private:
     std::vector<std::string> m_replaced;
 };
 
-// What lies below a folder of the run and is skipped, relative.
+// What lies below a folder of the run and is skipped, relative, sorted as nested is.
 std::vector<WString> NestedBelow(const WString& folder, const std::vector<WString>& nested) {
     const WString start = WithSeparator(folder);
     std::vector<WString> below;
@@ -85,12 +85,6 @@ std::vector<WString> NestedBelow(const WString& folder, const std::vector<WStrin
         }
     }
     return below;
-}
-
-// Whether the path is what is skipped (a single file can be a mount, too) or lies in it.
-bool IsIn(View path, const WString& skipped) {
-    return path.starts_with(skipped) &&
-           (path.size() == skipped.size() || path[skipped.size()] == '\\');
 }
 
 // A folder's own name: where it goes below a destination that several folders share.
@@ -140,6 +134,7 @@ Planner::Planner(const PlanInput& input, RunSummary* summary)
         m_nested.push_back(NestedBelow(folders[i], input.settings.nested));
     }
     m_plan.found.perFolder.resize(folders.size());
+    m_plan.unsettled.resize(folders.size());
 }
 
 // The listings are of the folders of this run; what others wrote is refused.
@@ -163,9 +158,7 @@ std::string Planner::NativePath(std::uint8_t folder, View path) const {
 }
 
 bool Planner::IsSkipped(const RecordView& record) const {
-    const std::vector<WString>& nested = m_nested[record.pathIndex];
-    return std::any_of(nested.begin(), nested.end(),
-                       [&](const WString& skipped) { return IsIn(record.path, skipped); });
+    return LiesInOne(record.path, m_nested[record.pathIndex]);
 }
 
 // What keeps the file from being sent, "" when nothing does.
@@ -206,6 +199,7 @@ Plan Planner::Make() {
     }
     const PathKeys left = std::move(m_unsettled);
     for (const WString& key : left) {
+        ++m_plan.unsettled[FolderOf(key)];
         Remove(key, NativePath(FolderOf(key), View(key).substr(1)));
     }
     m_gathered.Finish();
@@ -222,6 +216,7 @@ void Planner::AddGone(const RecordView& record) {
     m_unsettled.erase(key);
     m_folders[record.pathIndex].RememberFolders(native);
     ++m_summary.deleted;
+    ++m_plan.lost;
     Remove(key, native);
 }
 
@@ -235,10 +230,12 @@ void Planner::AddFound(const RecordView& record) {
     const std::string native = NativePath(record.pathIndex, record.path);
     const WString key = PathKey(record.pathIndex, record.path);
     const bool isUnsettled = m_unsettled.erase(key) != 0;
-    const bool isKnown = record.status != SYNC_ITEM_NEW || isUnsettled;
+    const bool isInBase = record.status != SYNC_ITEM_NEW;
+    m_plan.unsettled[record.pathIndex] += isUnsettled && !isInBase ? 1U : 0U;
     if (IsSkipped(record)) {
         ++m_summary.skipped;
-        Drop(key, native, isKnown);
+        m_plan.lost += isInBase ? 1U : 0U;
+        Drop(key, native, isInBase || isUnsettled);
         return;
     }
     Count(record);
@@ -252,7 +249,8 @@ void Planner::AddFound(const RecordView& record) {
     }
     ++m_summary.notCarried;
     Tell("not carried", key, obstacle);
-    Drop(key, native, isKnown);
+    m_plan.lost += isInBase ? 1U : 0U;
+    Drop(key, native, isInBase || isUnsettled);
 }
 
 void Planner::Count(const RecordView& record) {

@@ -27,6 +27,12 @@ struct PlanInput {
 struct Plan {
     std::vector<HandOver> folders;
     ListingCounts found;
+    // Files of the base that go from the destination: deleted, not carried any more, or below a
+    // mount that is skipped now.
+    std::uint64_t lost = 0;
+    // Per folder, paths that the base does not have, but the destination may: an earlier run handed
+    // them over.
+    std::vector<std::uint64_t> unsettled;
     // Records of the new listing that must not be committed, since their files are not sent: not
     // carried, or below a skipped mount.
     PathKeys dropped;

@@ -1,16 +1,40 @@
 #include "RunEnd.h"
 
 #include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <thread>
 
 #include "../CommitSteps.h"
 #include "../ExitCodes.h"
 #include "../Failure.h"
 #include "../Stop.h"
+#include "platform/Host.h"
 #include "platform/Platform.h"
 
 namespace {
 
 const char* const kSyncAgain = "discard the run and run fenwickel sync again";
+
+// How long a commit waits for somebody who looks into a listing: without it everything would have
+// to be sent again for that.
+constexpr std::chrono::seconds kPatience{10};
+constexpr std::chrono::milliseconds kNap{50};
+
+void AwaitUnheld(const StateFiles& files) {
+    const auto end = std::chrono::steady_clock::now() + kPatience;
+    for (;;) {
+        try {
+            return RequireUnheld(files);
+        } catch (const Failure&) {
+            ThrowIfStopped();
+            if (std::chrono::steady_clock::now() >= end) {
+                throw;
+            }
+        }
+        std::this_thread::sleep_for(kNap);
+    }
+}
 
 // What lies in the folder for the time of one run only, beside its listings.
 bool IsOfOneRun(const WString& name) {
@@ -44,9 +68,21 @@ std::vector<WString> FilesOfOneRun(const StateFolder& state) {
     return files;
 }
 
+// An uploader may keep an empty folder there while it runs.
+void RemoveFolder(const WString& folder) {
+    const std::string native = HostNativePath(folder);
+    std::error_code failed;
+    std::filesystem::remove(std::u8string(native.begin(), native.end()), failed);
+    if (failed) {
+        throw Failure(ExitCode::Failed,
+                      "cannot delete the folder " + Quoted(folder) + ": " + failed.message() +
+                          " (" + std::to_string(failed.value()) + "): delete it and run again");
+    }
+}
+
 void RemoveFilesOfOneRun(const StateFolder& state) {
     for (const WString& file : FilesOfOneRun(state)) {
-        RemoveFile(file);
+        HostEntryAt(file) == HostEntry::Folder ? RemoveFolder(file) : RemoveFile(file);
     }
 }
 
@@ -87,7 +123,7 @@ void Finish(const StateFolder& state, const RunRecord& run, const LibraryLog& lo
 void CommitRun(const StateFolder& state, RunRecord run, const LibraryLog& log) {
     RequireWholeList(state.files.syncing, kSyncAgain);
     RequireDeletedList(state.files, kSyncAgain);
-    RequireUnheld(state.files);
+    AwaitUnheld(state.files);
     ThrowIfStopped();
     run.stage = RunStage::Committing;
     run.summary.outcome = "committed";

@@ -1,5 +1,6 @@
 #include "RunRecord.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -112,6 +113,7 @@ void Save(const StateFolder& state, const WCHAR* name, const JsonFields& fields)
 
 std::vector<std::string> Texts(const std::vector<WString>& paths) {
     std::vector<std::string> texts;
+    texts.reserve(paths.size());
     for (const WString& path : paths) {
         texts.push_back(Utf8FromWide(path));
     }
@@ -178,6 +180,16 @@ RunStage TakeStage(StoredFields& fields) {
 }
 
 }  // namespace
+
+bool LiesInOne(std::basic_string_view<WCHAR> path, const std::vector<WString>& paths) {
+    for (std::size_t end = 0; !paths.empty() && end < path.size();) {
+        end = std::min(path.find('\\', end + 1), path.size());
+        if (std::binary_search(paths.begin(), paths.end(), path.substr(0, end))) {
+            return true;
+        }
+    }
+    return false;
+}
 
 std::string NewRunId() {
     UUID unique = {};

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "../Json.h"
@@ -21,6 +22,10 @@ struct StateSettings {
     std::vector<WString> nested;   // full paths of the mounts and subvolumes skipped, sorted
     std::string destination;       // --to of the last run that had one
 };
+
+// Whether the path is one of those, which are sorted, or lies in one. Each beginning of the path is
+// looked up: there may be thousands of them, asked about for every file.
+bool LiesInOne(std::basic_string_view<WCHAR> path, const std::vector<WString>& paths);
 
 // A run's counts and circumstances, for the summary and for "status".
 struct RunSummary {

@@ -46,8 +46,9 @@ std::unique_ptr<StateLock> TakeLock(const SyncRequest& request) {
     }
 }
 
-// What an earlier run has left is finished, refused or discarded.
-void EndEarlierRun(const SyncRequest& request, const LibraryLog& log) {
+// What an earlier run has left is finished or refused. What is to be discarded stays until this run
+// is sure to begin.
+void SettleEarlierRun(const SyncRequest& request, const LibraryLog& log) {
     if (FinishInterrupted(request.state, log)) {
         Say("finished the commit of the last run, which was interrupted");
         return;
@@ -60,7 +61,6 @@ void EndEarlierRun(const SyncRequest& request, const LibraryLog& log) {
                                           state + " or fenwickel discard --state " + state +
                                           ", or replace it with --replace-pending");
     }
-    DiscardRun(request.state, log);
 }
 
 ListingCounts CountKnown(const SyncRequest& request) {
@@ -147,6 +147,14 @@ void SyncRun::Prepare() {
         now.destination = inForce ? inForce->destination : "";
     }
     m_known = CountKnown(m_request);
+    if (!inForce && m_known.all != 0) {
+        throw Failure(ExitCode::Damaged,
+                      Quoted(m_request.state.File(kSettingsFile)) +
+                          " is missing, so it is not known what the base stands for: restore it, "
+                          "or delete " +
+                          Quoted(m_request.state.files.base) +
+                          " to start over with every file new");
+    }
     CheckFolders(inForce ? &*inForce : nullptr, now, m_known, m_request.brakes);
     RequireNoneNested(now, m_request);
 }
@@ -211,6 +219,7 @@ void SyncRun::LeavePending() {
 
 void SyncRun::Execute() {
     Prepare();
+    DiscardRun(m_request.state, m_log);  // of an earlier run
     SaveRun(m_request.state, m_record);
     PendingRun pending(m_request.state.files);
     FolderSnapshot snapshot(m_request.mode, m_request.folders, m_log);
@@ -218,7 +227,10 @@ void SyncRun::Execute() {
     Summary().note = snapshot.Note();
     DetectIn(snapshot);
     const Plan plan = PlanFor(snapshot);
-    CheckCounts(m_record.settings, m_known, plan.found, Summary(), m_request.brakes);
+    for (std::size_t i = 0; i < plan.unsettled.size(); ++i) {
+        m_known.perFolder[i] += plan.unsettled[i];
+    }
+    CheckCounts(m_record.settings, m_known, plan.found, plan.lost, Summary(), m_request.brakes);
     if (m_request.options.dryRun) {
         Summary().outcome = "dry run";
         return;
@@ -253,12 +265,19 @@ std::string NextCommands(const SyncRequest& request, const RunSummary& summary) 
     return text + EndCommands(request.options.state, summary.run);
 }
 
+// The run has ended well, whatever becomes of its summary.
 void Print(const SyncRequest& request, const RunSummary& summary) {
-    if (request.options.json) {
-        PrintJsonResult(0, "", Fields(summary));
-    } else {
-        PrintWhole(Table(summary) +
-                   (summary.outcome == "pending" ? NextCommands(request, summary) : ""));
+    try {
+        if (request.options.json) {
+            PrintJsonResult(0, "", Fields(summary));
+        } else {
+            PrintWhole(Table(summary) +
+                       (summary.outcome == "pending" ? NextCommands(request, summary) : ""));
+        }
+    } catch (const Failure& failure) {
+        throw Failure(
+            ExitCode::Failed,
+            summary.outcome + ", but the summary could not be printed: " + failure.what());
     }
 }
 
@@ -271,7 +290,8 @@ void EndFailed(const SyncRequest& request, RunSummary summary, const Failure& fa
     }
     try {
         const auto run = LoadRun(request.state);
-        if (!run || run->stage != RunStage::Committing) {
+        const bool isOwn = !run || run->summary.run == summary.run;  // not one from before
+        if (isOwn && (!run || run->stage != RunStage::Committing)) {
             DiscardRun(request.state, log);
         }
         summary.outcome = "failed";
@@ -288,7 +308,7 @@ int Run(SyncRequest& request) {
     const LibraryLog log(request.state.path);
     const auto lock = TakeLock(request);
     request.uploader->Share(lock->File());
-    EndEarlierRun(request, log);
+    SettleEarlierRun(request, log);
     RemoveLeftoverSnapshots(request.folders);
     SyncRun run(request, log);
     try {
@@ -304,7 +324,8 @@ int Run(SyncRequest& request) {
     Print(request, summary);
     // What cannot be carried is new in every run.
     const bool hasChanges =
-        summary.fresh + summary.changed + summary.deleted > summary.notCarried;
+        summary.fresh + summary.changed + summary.deleted > summary.notCarried ||
+        summary.removed > 0;
     return request.options.exitCode && hasChanges ? ExitCode::ChangesExist : ExitCode::Done;
 }
 

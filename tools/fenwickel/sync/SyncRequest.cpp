@@ -1,6 +1,7 @@
 #include "SyncRequest.h"
 
 #include <algorithm>
+#include <iterator>
 #include <set>
 
 #include "../ExitCodes.h"
@@ -28,6 +29,7 @@ std::vector<WString> ResolveFolders(const std::vector<std::string>& arguments) {
                                            "folders");
     }
     std::vector<WString> folders;
+    folders.reserve(arguments.size());
     for (const std::string& argument : arguments) {
         folders.push_back(HostResolvedPath(PathArgument("a folder", argument)));
     }
@@ -90,12 +92,8 @@ WString VolumeOf(const WString& folder) {
 std::vector<WString> Outermost(std::vector<WString> paths) {
     std::sort(paths.begin(), paths.end());
     std::vector<WString> kept;
-    for (const WString& path : paths) {
-        if (std::none_of(kept.begin(), kept.end(),
-                         [&](const WString& other) { return LiesBelow(path, other); })) {
-            kept.push_back(path);
-        }
-    }
+    std::copy_if(paths.begin(), paths.end(), std::back_inserter(kept),
+                 [&](const WString& path) { return !LiesInOne(path, kept); });
     return kept;
 }
 

@@ -27,7 +27,7 @@ WString PathKey(std::uint8_t folder, std::basic_string_view<WCHAR> path) {
 
 PathKeys LoadUnsettled(const StateFolder& state) {
     PathKeys keys;
-    const auto bytes = ReadWholeFile(state.File(kUnsettledFile));
+    auto bytes = ReadWholeFile(state.File(kUnsettledFile));
     if (!bytes || bytes->empty()) {
         return keys;
     }
@@ -36,6 +36,7 @@ PathKeys LoadUnsettled(const StateFolder& state) {
     if (bytes->size() % sizeof(WCHAR) != 0 || units.back() != 0) {
         throw Damaged(state);
     }
+    bytes.reset();  // there may be millions of paths
     for (std::size_t start = 0; start < units.size();) {
         const WCHAR* const path = units.data() + start + 1;  // behind the index, which may be 0
         if (start + 1 >= units.size() || *path == 0 || units[start] > 255) {
