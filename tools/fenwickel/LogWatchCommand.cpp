@@ -114,7 +114,7 @@ public:
         }
         m_next = std::chrono::steady_clock::now() + kDeadPause;
         if (const int released = m_table.ReleaseDead()) {
-            std::fprintf(stderr, "%s: stopped threads released since their breaker died: %d\n",
+            std::fprintf(stderr, "%s: released %d (stopped by a tool that has died)\n",
                          m_who.c_str(), released);
         }
     }
