@@ -34,6 +34,9 @@ std::optional<BY_HANDLE_FILE_INFORMATION> QueryFile(const WString& path) {
 // A root keeps its closing separator: without it "C:" is the current folder of the drive, and a
 // volume's name is its device.
 bool IsRoot(const WString& path) {
+    if (path.size() == 3 && path.ends_with(L":\\")) {
+        return true;  // also of a drive that is not there, which the system cannot tell of
+    }
     WString volume(path.size() + MAX_PATH, L'\0');
     if (!GetVolumePathNameW(path.c_str(), volume.data(), static_cast<DWORD>(volume.size()))) {
         return false;
