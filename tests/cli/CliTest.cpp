@@ -82,16 +82,18 @@ TEST_F(CliTest, TableNamesTheNextCommands) {
 }
 
 TEST_F(CliTest, ReadersOfTheListingsDoNotStopACommitHalfWay) {
-    constexpr std::chrono::microseconds kHalfATurn{500};
+    // Shorter times are none at all on some systems.
+    constexpr std::chrono::milliseconds kHeld{1};
+    constexpr std::chrono::milliseconds kFree{4};
     std::atomic<bool> done = false;
     const WString listing = WidePath(std::filesystem::absolute("s/s"));
     std::thread reader([&] {
         while (!done) {
             const HANDLE file = CreateFileW(listing.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
                                             OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-            std::this_thread::sleep_for(kHalfATurn);
+            std::this_thread::sleep_for(kHeld);
             CloseHandle(file);
-            std::this_thread::sleep_for(kHalfATurn);  // leaves room also on a busy machine
+            std::this_thread::sleep_for(kFree);  // leaves room also on a busy machine
         }
     });
     for (int i = 0; i < 20; ++i) {
