@@ -96,7 +96,7 @@ TEST_F(CliTest, ReadersOfTheListingsDoNotStopACommitHalfWay) {
             std::this_thread::sleep_for(kFree);  // leaves room also on a busy machine
         }
     });
-    for (int i = 0; i < 20; ++i) {
+    for (int i = 0; i < 8; ++i) {
         WriteBytes("s/s", FileBytes({{"a"}}));
         WriteBytes("s/b", FileBytes({}));
         WriteBytes("s/d", FileBytes({}));
