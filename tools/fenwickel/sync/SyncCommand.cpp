@@ -9,7 +9,6 @@
 #include "../Failure.h"
 #include "../LibraryLog.h"
 #include "../Output.h"
-#include "../PathPairs.h"
 #include "../PendingRun.h"
 #include "../RecordFileCheck.h"
 #include "../ShellText.h"
