@@ -53,7 +53,7 @@ bool Contains(const std::vector<UUID>& sortedIds, const UUID& wanted) {
     return std::binary_search(sortedIds.begin(), sortedIds.end(), wanted, IsBefore);
 }
 
-SharedHandle MakeEvent(const WString& name) {
+SharedHandle MakeTableEvent(const WString& name) {
     OpenToAll everyone;
     return SharedHandle(CreateEventW(everyone.get(), FALSE, FALSE, name.c_str()));
 }
@@ -70,7 +70,7 @@ BreakpointTable::BreakpointTable() {
     OwnerMark mark{.dwMagic = kMarkMagic, .dwProcessId = GetCurrentProcessId(), .dwUnique = {}};
     std::memcpy(mark.dwUnique, unique.Data4, sizeof mark.dwUnique);
     std::memcpy(mark_, &mark, sizeof mark_);
-    alive_ = MakeEvent(OwnerEventName(mark));
+    alive_ = MakeTableEvent(OwnerEventName(mark));
     block_.reset(CreateSharedBlock(kBreakpointBlock, kBreakpointLocalBlock,
                                    DWORD{sizeof(LogBreakpointTable)}));
     OpenToAll everyone;
@@ -78,7 +78,7 @@ BreakpointTable::BreakpointTable() {
     if (!alive_ || !block_ || !mutex_) {
         return;
     }
-    event_ = MakeEvent(kBreakpointEvent);
+    event_ = MakeTableEvent(kBreakpointEvent);
     if (event_) {
         table_.emplace(block_.get());
         ReleaseDead();
@@ -225,7 +225,7 @@ bool BreakpointTable::Signal(const UUID& hitId, bool weStay) {
     if (event) {
         return SetEvent(event.get()) != FALSE;
     }
-    event = weStay ? MakeEvent(name) : nullptr;
+    event = weStay ? MakeTableEvent(name) : nullptr;
     if (!event || !SetEvent(event.get())) {
         return false;
     }

@@ -108,6 +108,9 @@ bool HostEnableColours(int stream);
 // for such things. It need not exist. Empty when that is unknown.
 WString HostStateFolder();
 
+// A time in milliseconds without an end.
+constexpr std::uint32_t kHostForever = 0xFFFFFFFF;
+
 // What a wait for input ended with.
 enum class HostInput { Line, Nothing, End };
 

@@ -8,7 +8,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using Json = nlohmann::json;
+using Json = nlohmann::ordered_json;
 
 constexpr const char* kFiles[] = {"tree/a", "tree/b", "tree/sub/c", "tree/sub/d"};
 

@@ -2,18 +2,18 @@
 
 namespace {
 
-int Configured(Bench& bench) {
+int WithTree(Bench& bench) {
     std::filesystem::create_directories(bench.folder / "tree/sub");
     WriteBytes(bench.folder / "tree/sub/a", "a");
     std::vector<stPathPair> pairs = {{WIDE("meta"), bench.folder.wide("tree") + WIDE("\\")}};
     return bench.detector.SetDetectMetaPath(pairs);
 }
-int Init(Bench& bench) {
+int InitDetector(Bench& bench) {
     stDetectFileChangeContext context{bench.base, bench.syncing, bench.deleted, {}, &bench.control};
     return bench.detector.InitFileChangeDetector(context);
 }
-int Ready(Bench& bench) {
-    return Configured(bench) + Init(bench);
+int DetectorReady(Bench& bench) {
+    return WithTree(bench) + InitDetector(bench);
 }
 int Generate(Bench& bench) {
     return bench.detector.GenerateSyncList();
@@ -27,12 +27,12 @@ TEST(Failures, OfPreparingADetector) {
         static std::list<std::string> faults;
         faults.push_back(function + (":" + std::to_string(nthCall)) + ":once:5");
         return FailureCase{
-            Configured, Init, faults.back().c_str(), 5,
+            WithTree, InitDetector, faults.back().c_str(), 5,
             Lines{std::string("C::BuildSyncQueue]:failed to init ") + queues[queue] + ".EC:[5].",
                   "C::InitFileChangeDetector]:failed to build sync Queue.EC:[5]."}};
     };
     std::vector<FailureCase> cases = {
-        {Configured, Init, "TryNew:1:once", SYNC_EC_FAILED,
+        {WithTree, InitDetector, "TryNew:1:once", SYNC_EC_FAILED,
          Lines{"C::InitFileChangeDetector]:failed to allocate sync Database object."}}};
     for (int queue = 0; queue < 5; ++queue) {
         cases.push_back(refused("CreateMutexW", queue + 1, queue));
@@ -66,39 +66,41 @@ Lines SearchFails(const std::string& message) {
 }
 
 int WithoutTree(Bench& bench) {
-    const int result = Ready(bench);
+    const int result = DetectorReady(bench);
     std::filesystem::remove_all(bench.folder / "tree");
     return result;
 }
 
 TEST(Failures, OfADetection) {
     CheckFailures({
-        {Ready, Generate, "CreateFileW:1:once:5", 5,
+        {DetectorReady, Generate, "CreateFileW:1:once:5", 5,
          Lines{"F::OpenDBFileForRead]:Open File:[$B] failed.EC:[5].",
                "D::InitSyncFileDB]:failed to open base db file:[$B].EC:[5].",
                "C::GenerateSyncList]:failed to initialize sync db.EC:[5]."}},
-        {Ready, Generate, "TryNewThread:1:once", SYNC_EC_NO_MEMORY,
+        {DetectorReady, Generate, "TryNewThread:1:once", SYNC_EC_NO_MEMORY,
          kBuilt + ThreadRefused("search file")},
-        {Ready, Generate, "TryNewThread:2:once", SYNC_EC_NO_MEMORY,
+        {DetectorReady, Generate, "TryNewThread:2:once", SYNC_EC_NO_MEMORY,
          kBuilt + kTraverse + ThreadRefused("check file")},
-        {Ready, Generate, "TryNewThread:3:once", SYNC_EC_NO_MEMORY,
+        {DetectorReady, Generate, "TryNewThread:3:once", SYNC_EC_NO_MEMORY,
          kBuilt + kTraverse + kCheck + ThreadRefused("store record")},
-        {Ready, Generate, "FindFirstFileW:1:once:5", 5, SearchFails("first:[$T\\*.*].EC:[5].")},
-        {Ready, Generate, "FindFirstFileW:2:once:5", 5,
+        {DetectorReady, Generate, "FindFirstFileW:1:once:5", 5,
+         SearchFails("first:[$T\\*.*].EC:[5].")},
+        {DetectorReady, Generate, "FindFirstFileW:2:once:5", 5,
          SearchFails("first:[$T\\sub\\*.*].EC:[5].")},
-        {Ready, Generate, "FindNextFileW:1:once:5", 5, SearchFails("next:[$T\\*.*].EC:[5].")},
-        {Ready, Generate, "FlushFileBuffers:1:once:5", 5,
+        {DetectorReady, Generate, "FindNextFileW:1:once:5", 5,
+         SearchFails("next:[$T\\*.*].EC:[5].")},
+        {DetectorReady, Generate, "FlushFileBuffers:1:once:5", 5,
          kWalked + Lines{"F::FlushDBFile]:failed to flush file. EC:[5].",
                          "D::FlushDB]:failed to flush database.EC:[5].",
                          "C::GenerateSyncList]:failed to flush db.EC:[5]."}},
-        {Ready, Generate, "FlushFileBuffers:2:once:5", 5,
+        {DetectorReady, Generate, "FlushFileBuffers:2:once:5", 5,
          kWalked + kDumpStarts +
              Lines{"F::FlushDBFile]:failed to flush file. EC:[5].",
                    "D::DumpDeleteItemList]:failed to flush db file:[$D].EC:[5].", kDumpEnd,
                    "D::GenerateListofDeletedItem]:failed to dump deleteable list.EC:[5].",
                    "C::GenerateDeleteSyncList]:failed to generate deleted list.EC:[5].",
                    "C::GenerateSyncList]:failed to generate meta delete list.EC:[5]."}},
-        {Ready, Generate, "CloseHandle:4:once:5", 5,
+        {DetectorReady, Generate, "CloseHandle:4:once:5", 5,
          kWalked + kDumpStarts +
              Lines{kDumpEnd, "F::CloseDBFile]:failed to close file:[$S].EC:[5].",
                    "D::CloseAllDBs]:failed to close current db.EC:[5].",
@@ -114,7 +116,7 @@ TEST(Failures, OfADetection) {
 
 // More files than the cache, the queues and the pools hold together, all with the longest path.
 int ReadyWithManyFiles(Bench& bench) {
-    const int result = Ready(bench);
+    const int result = DetectorReady(bench);
     std::filesystem::remove_all(bench.folder / "tree/sub");
     std::filesystem::create_directory(bench.folder / "tree/abc");
     for (int i = 10000; i < 21000; ++i) {

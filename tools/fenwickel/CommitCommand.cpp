@@ -17,7 +17,7 @@ namespace {
 
 const char* const kDetectAgain = "run fenwickel detect again";
 
-void RequirePending(const StateFiles& state) {
+void RequireSomethingToCommit(const StateFiles& state) {
     if (IsGone(state.syncing)) {
         throw Failure(ExitCode::NothingPending, "nothing pending: " + Quoted(state.syncing) +
                                                     " does not exist: run fenwickel detect first");
@@ -45,14 +45,14 @@ int RunCommit(const Command& command, std::vector<std::string> arguments) {
         return CommitStateFolder(*options);
     }
     const StateFiles state = ResolveState(options->state);
-    RequirePending(state);
+    RequireSomethingToCommit(state);
     RequireRecordFiles(state, true);
     RequireOneFileSystem(state);
 
     HostCatchStopSignals();
     const LibraryLog log;
     const StateLock lock(state);
-    RequirePending(state);
+    RequireSomethingToCommit(state);
     const std::uint64_t records =
         RequireWholeList(state.syncing, std::string("discard the run and ") + kDetectAgain);
     RequireDeletedList(state, kDetectAgain);

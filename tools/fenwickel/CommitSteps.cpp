@@ -14,8 +14,8 @@
 namespace {
 
 // How long a commit waits for readers of the two listings.
-constexpr std::chrono::seconds kPatience{10};
-constexpr std::chrono::milliseconds kNap{10};
+constexpr std::chrono::seconds kCommitPatience{10};
+constexpr std::chrono::milliseconds kCommitNap{10};
 
 void RequireFileUnheld(const WString& path) {
     const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ,
@@ -35,11 +35,11 @@ int TakeEffect(const StateFiles& state) {
     stSyncFileDbContext context = DatabaseContext(state);
     CSyncFileDatabase database;
     database.SetDBContext(context);
-    const auto end = std::chrono::steady_clock::now() + kPatience;
+    const auto end = std::chrono::steady_clock::now() + kCommitPatience;
     int code = database.TakeEffectNewSyncDB();
     while (code == static_cast<int>(ERROR_SHARING_VIOLATION) && HostStopExitCode() == 0 &&
            std::chrono::steady_clock::now() < end) {
-        std::this_thread::sleep_for(kNap);
+        std::this_thread::sleep_for(kCommitNap);
         code = database.TakeEffectNewSyncDB();
     }
     return code;

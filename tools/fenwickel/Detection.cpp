@@ -14,7 +14,7 @@
 
 namespace {
 
-const char* RemedyFor(int code) {
+const char* DetectionRemedy(int code) {
     switch (code) {
         case ERROR_DISK_FULL:
             return "free some space";
@@ -76,8 +76,9 @@ void Detect(const StateFiles& state, DetectionInput input, const LibraryLog& log
     const int code = Generate(state, input);
     ThrowIfStopped();
     if (code != 0) {
-        throw log.FailureOf(code == ERROR_SHARING_VIOLATION ? ExitCode::Held : ExitCode::Failed,
-                            code, "cannot detect changes",
-                            std::string(RemedyFor(code)) + "; the previous listing is unchanged");
+        throw log.FailureOf(
+            code == ERROR_SHARING_VIOLATION ? ExitCode::Held : ExitCode::Failed, code,
+            "cannot detect changes",
+            std::string(DetectionRemedy(code)) + "; the previous listing is unchanged");
     }
 }

@@ -12,7 +12,7 @@
 
 namespace {
 
-void RequirePending(const StateFiles& state) {
+void RequireSomethingToDiscard(const StateFiles& state) {
     if (IsGone(state.syncing) && IsGone(state.deleted)) {
         throw Failure(ExitCode::NothingPending,
                       "nothing pending: neither " + Quoted(state.syncing) + " nor " +
@@ -31,12 +31,12 @@ int RunDiscard(const Command& command, std::vector<std::string> arguments) {
         return DiscardStateFolder(*options);
     }
     const StateFiles state = ResolveState(options->state);
-    RequirePending(state);
+    RequireSomethingToDiscard(state);
     RequireRecordFiles(state, false);
 
     const LibraryLog log;
     const StateLock lock(state);
-    RequirePending(state);
+    RequireSomethingToDiscard(state);
     DiscardListings(state, log);
     // A commit that was interrupted has deleted the base already.
     const bool baseGone = IsGone(state.base);

@@ -21,9 +21,9 @@ std::string OwnReason(int code) {
     }
 }
 
-std::string EscapeOf(unsigned char byte) {
+std::string EscapeOf(unsigned char unit) {
     constexpr char digits[] = "0123456789abcdef";
-    switch (byte) {
+    switch (unit) {
         case '\n':
             return "\\n";
         case '\t':
@@ -31,7 +31,7 @@ std::string EscapeOf(unsigned char byte) {
         case '\r':
             return "\\r";
         default:
-            return {'\\', 'x', digits[byte >> 4U], digits[byte & 15U]};
+            return {'\\', 'x', digits[unit >> 4U], digits[unit & 15U]};
     }
 }
 
@@ -67,11 +67,11 @@ std::string Escaped(const std::string& text) {
     std::string result;
     result.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(text[i]);
+        const auto unit = static_cast<unsigned char>(text[i]);
         const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
-        if (byte < 0x20 || byte == 0x7F) {
-            result += EscapeOf(byte);
-        } else if (byte == 0xC2 && next >= 0x80 && next <= 0x9F) {  // U+0080 to U+009F
+        if (unit < 0x20 || unit == 0x7F) {
+            result += EscapeOf(unit);
+        } else if (unit == 0xC2 && next >= 0x80 && next <= 0x9F) {  // U+0080 to U+009F
             result += EscapeOf(next);
             ++i;
         } else {

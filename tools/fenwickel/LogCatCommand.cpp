@@ -19,7 +19,7 @@
 namespace {
 
 // How long --follow waits before it looks again.
-constexpr std::chrono::milliseconds kNap{200};
+constexpr std::chrono::milliseconds kFollowNap{200};
 
 // Which entries are wanted.
 struct Filter {
@@ -35,7 +35,7 @@ struct Filter {
     }
 };
 
-int ParseLevel(const std::string& argument) {
+int ParseHighestLevel(const std::string& argument) {
     int level = 0;
     const char* const end = argument.data() + argument.size();
     const auto parsed = std::from_chars(argument.data(), end, level);
@@ -48,7 +48,7 @@ int ParseLevel(const std::string& argument) {
 Filter ParseFilter(const LogCatOptions& options) {
     Filter filter;
     if (!options.level.empty()) {
-        filter.level = ParseLevel(options.level);
+        filter.level = ParseHighestLevel(options.level);
     }
     if (!options.since.empty()) {
         filter.since = ParseLogTime(options.since);
@@ -107,7 +107,7 @@ void Cat(LogFileStream& stream, const Filter& filter, const LogCatOptions& optio
     while (options.follow && HostStopExitCode() == 0) {
         if (!stream.Advance()) {
             output.Flush();
-            std::this_thread::sleep_for(kNap);
+            std::this_thread::sleep_for(kFollowNap);
         }
         PrintEntries(stream, filter, options.json, output);
     }

@@ -17,7 +17,7 @@ namespace {
 
 constexpr const char* kDefault = "default";
 
-int ParseLevel(const std::string& value) {
+int ParseNewLevel(const std::string& value) {
     if (value == kDefault) {
         return kLogLevelNone;
     }
@@ -91,7 +91,7 @@ int RunLogLevel(const Command& command, std::vector<std::string> arguments) {
         return ExitCode::Done;
     }
     const DWORD processId = ParseProcessId(options->process);
-    const int level = ParseLevel(options->value);
+    const int level = ParseNewLevel(options->value);
     const LibraryLog log;
     const LogConfig config(processId);
     config.Use([&](LogCfgBlock& block) { SetLevel(block, options->module, level); });

@@ -12,7 +12,7 @@ constexpr std::size_t kBlockBytes = 65536;
 // Files that were removed leave gaps in the numbers; a longer gap ends the series.
 constexpr DWORD kWidestGap = 64;
 
-HANDLE OpenForReading(const WString& path) {
+HANDLE OpenLogFile(const WString& path) {
     const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ,
                                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                     OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -26,7 +26,7 @@ HANDLE OpenForReading(const WString& path) {
 }  // namespace
 
 LogFileStream::LogFileStream(const WString& path)
-    : m_path(path), m_file(OpenForReading(path)), m_block(kBlockBytes) {}
+    : m_path(path), m_file(OpenLogFile(path)), m_block(kBlockBytes) {}
 
 LogFileStream::~LogFileStream() {
     CloseHandle(m_file);
@@ -100,7 +100,7 @@ bool LogFileStream::Advance() {
     if (!FindNextFile(&next)) {
         return false;
     }
-    const HANDLE file = OpenForReading(next);
+    const HANDLE file = OpenLogFile(next);
     CloseHandle(m_file);
     m_file = file;
     m_path = next;

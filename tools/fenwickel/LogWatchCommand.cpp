@@ -20,7 +20,7 @@
 
 namespace {
 
-constexpr DWORD kWaitMs = 100;  // also how long a stop request may go unnoticed
+constexpr DWORD kRecordWaitMs = 100;  // also how long a stop request may go unnoticed
 constexpr std::chrono::seconds kDeadPause{1};
 
 // Prints the records that the user wants to see.
@@ -150,7 +150,7 @@ void Watch(const LogWatchOptions& options, const std::string& who) {
             executables.AddRunningWhenDue();
         }
         breakers.ReleaseWhenDue();
-        viewer.Wait(kWaitMs);
+        viewer.Wait(kRecordWaitMs);
     }
     PrintRound(viewer, printer);
 }

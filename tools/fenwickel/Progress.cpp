@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr std::chrono::milliseconds kNap{10};
+constexpr std::chrono::milliseconds kReportNap{10};
 constexpr int kNapsPerLine = 20;
 
 void Show(std::string text) {
@@ -52,7 +52,7 @@ Progress::~Progress() {
 void Progress::Run() {
     const auto start = std::chrono::steady_clock::now();
     for (int naps = 0; !m_ended; ++naps) {
-        std::this_thread::sleep_for(kNap);
+        std::this_thread::sleep_for(kReportNap);
         if (naps % kNapsPerLine == 0) {
             const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
             Show(LineOf(m_control, elapsed.count()));

@@ -20,7 +20,7 @@ std::uint64_t Ticks(FILETIME time) {
     return Joined(time.dwHighDateTime, time.dwLowDateTime);
 }
 
-HANDLE OpenForReading(const WString& path) {
+HANDLE OpenRecordFile(const WString& path) {
     const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
                                     OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file != INVALID_HANDLE_VALUE) {
@@ -59,7 +59,7 @@ std::string RecordDamage::Text() const {
 }
 
 RecordReader::RecordReader(const WString& path)
-    : m_path(path), m_file(OpenForReading(path)), m_buffer(kBufferBytes / sizeof(WCHAR)) {
+    : m_path(path), m_file(OpenRecordFile(path)), m_buffer(kBufferBytes / sizeof(WCHAR)) {
     try {
         ReadHeader();
     } catch (...) {

@@ -15,10 +15,6 @@ namespace {
 
 constexpr mode_t kNewFolderMode = 0755;  // less the process's umask
 
-FILETIME FileTimeOf(const statx_timestamp& time) {
-    return FileTimeFromUnix(time.tv_sec, time.tv_nsec);
-}
-
 void FillAttributes(const struct statx& status, WIN32_FILE_ATTRIBUTE_DATA* data) {
     const bool hasBirth = (status.stx_mask & STATX_BTIME) != 0;
     const bool folder = S_ISDIR(status.stx_mode);

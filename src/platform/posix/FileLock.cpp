@@ -18,7 +18,7 @@ Descriptor OpenRetried(const std::string& path, int flags) {
     }));
 }
 
-LockOutcome Refuse(DWORD code) {
+LockOutcome LockFailed(DWORD code) {
     SetLastError(code);
     return LockOutcome::Failed;
 }
@@ -26,17 +26,17 @@ LockOutcome Refuse(DWORD code) {
 LockOutcome CheckAndLock(int file, const std::string& path, int lockOperation, bool regularOnly) {
     struct stat status;
     if (fstat(file, &status) != 0) {
-        return Refuse(TransferError(errno));
+        return LockFailed(TransferError(errno));
     }
     const bool regular = S_ISREG(status.st_mode);
     if (S_ISDIR(status.st_mode) || (regularOnly && !regular)) {
-        return Refuse(ERROR_ACCESS_DENIED);
+        return LockFailed(ERROR_ACCESS_DENIED);
     }
     if (!regular) {
         // A reader of a pipe may be slow without the writer losing anything.
         return fcntl(file, F_SETFL, fcntl(file, F_GETFL) & ~O_NONBLOCK) == 0
                    ? LockOutcome::Done
-                   : Refuse(TransferError(errno));
+                   : LockFailed(TransferError(errno));
     }
     return lockOperation == 0 ? LockOutcome::Done : LockNamedFile(file, path, lockOperation);
 }
@@ -45,12 +45,12 @@ LockOutcome CheckAndLock(int file, const std::string& path, int lockOperation, b
 
 LockOutcome LockNamedFile(int file, const std::string& path, int lockOperation) {
     if (flock(file, lockOperation | LOCK_NB) != 0) {
-        return Refuse(LockError(errno));
+        return LockFailed(LockError(errno));
     }
     struct stat held;
     struct stat named;
     if (fstat(file, &held) != 0) {
-        return Refuse(TransferError(errno));
+        return LockFailed(TransferError(errno));
     }
     const bool same = stat(path.c_str(), &named) == 0 && held.st_ino == named.st_ino &&
                       held.st_dev == named.st_dev;

@@ -1,6 +1,8 @@
 // File times of the system as 100-ns units since 1601.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cstdint>
 
@@ -14,4 +16,8 @@ constexpr FILETIME FileTimeFromUnix(std::int64_t seconds, std::uint32_t nanoseco
     const std::int64_t since1601 = std::min(seconds, kLastSecond) + kSecondsTo1970;
     const std::int64_t units = since1601 < 0 ? 0 : since1601 * kUnits + nanoseconds / 100;
     return {static_cast<DWORD>(units), static_cast<DWORD>(units >> 32)};
+}
+
+constexpr FILETIME FileTimeOf(const statx_timestamp& time) {
+    return FileTimeFromUnix(time.tv_sec, time.tv_nsec);
 }

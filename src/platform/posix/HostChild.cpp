@@ -106,8 +106,6 @@ DWORD StartError(int error) {
     return error == ENOENT || error == ENOTDIR ? ERROR_FILE_NOT_FOUND : CommonError(error);
 }
 
-constexpr std::uint32_t kForever = 0xFFFFFFFF;
-
 int ExitCodeOf(int status) {
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
@@ -116,7 +114,7 @@ int ExitCodeOf(int status) {
 // over. A child that somebody else waited for counts as ended with 127.
 std::optional<int> WaitFor(pid_t child, std::uint32_t milliseconds) {
     using Clock = std::chrono::steady_clock;
-    const bool forever = milliseconds == kForever;
+    const bool forever = milliseconds == kHostForever;
     const auto end = Clock::now() + std::chrono::milliseconds(forever ? 0 : milliseconds);
     std::chrono::milliseconds nap(1);
     for (;;) {
@@ -174,7 +172,7 @@ HostChild HostChild::Start(const std::vector<std::string>& command,
 HostChild::~HostChild() {
     if (handle_ != 0 && !exitCode_) {
         Kill();
-        Wait(kForever);
+        Wait(kHostForever);
     }
 }
 

@@ -14,8 +14,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::uint32_t kForever = 0xFFFFFFFF;
-
 struct Input {
     std::string bytes;  // read and not yet handed out
     bool ended = false;
@@ -37,7 +35,7 @@ bool TakeLine(Input* input, std::string* line) {
 
 // The rest of the time for poll, which counts whole milliseconds; -1 for ever.
 int TimeLeft(std::uint32_t milliseconds, Clock::time_point end) {
-    if (milliseconds == kForever) {
+    if (milliseconds == kHostForever) {
         return -1;
     }
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();

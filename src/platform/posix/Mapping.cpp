@@ -12,7 +12,7 @@ private:
     NamedUse use_;
 };
 
-HANDLE AsHandle(NamedUse use) {
+HANDLE MappingHandle(NamedUse use) {
     return use ? NewHandle<Mapping>(nullptr, std::move(use)) : nullptr;
 }
 
@@ -39,14 +39,14 @@ HANDLE CreateFileMappingW(HANDLE file, SECURITY_ATTRIBUTES* security, DWORD prot
         SetLastError(ERROR_INVALID_PARAMETER);
         return nullptr;
     }
-    return AsHandle(CreateNamed(name, wanted, security));
+    return MappingHandle(CreateNamed(name, wanted, security));
 }
 
 HANDLE OpenFileMappingW(DWORD, BOOL inherit, const WCHAR* name) {
     if (FaultFails("OpenFileMappingW")) {
         return nullptr;
     }
-    return AsHandle(OpenNamed(name, NamedKind::Mapping, inherit));
+    return MappingHandle(OpenNamed(name, NamedKind::Mapping, inherit));
 }
 
 void* MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow, SIZE_T bytes) {

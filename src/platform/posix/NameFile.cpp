@@ -9,12 +9,12 @@
 
 namespace {
 
-constexpr long kFirstNapNs = 20'000;
-constexpr long kLongestNapNs = 1'000'000;
+constexpr long kFirstPauseNs = 20'000;
+constexpr long kLongestPauseNs = 1'000'000;
 // Holders need microseconds; only one that was stopped, or that means harm, holds it longer.
 constexpr long kLongestWaitNs = 1'000'000'000;
 // Somebody would have to replace the file this often in the moments between open and lock.
-constexpr int kMostAttempts = 100;
+constexpr int kMostOpenings = 100;
 
 int Control(int file, short type) {
     // Of the sort that belongs to the descriptor, not to the process. Nobody locks the content.
@@ -62,13 +62,13 @@ NameFile::~NameFile() {
 
 bool LockNameFile(int file, LockWay way) {
     const short type = way == LockWay::Shared ? F_RDLCK : F_WRLCK;
-    long nap = kFirstNapNs;
+    long nap = kFirstPauseNs;
     for (long waited = 0; Control(file, type) != 0; waited += nap) {
         if ((errno != EAGAIN && errno != EACCES) || way == LockWay::AtOnce ||
             waited >= kLongestWaitNs) {
             return false;
         }
-        nap = std::min(nap * 2, kLongestNapNs);
+        nap = std::min(nap * 2, kLongestPauseNs);
         const timespec time{0, nap};
         nanosleep(&time, nullptr);
     }
@@ -86,7 +86,7 @@ bool IsNamed(const char* path, int file, struct stat* status) {
 }
 
 FileState OpenNameFile(const char* path, LockWay way, NameFile* opened) {
-    for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+    for (int attempt = 0; attempt < kMostOpenings; ++attempt) {
         opened->file = Descriptor(OpenFile(path, 0));
         const int file = opened->file.get();
         if (!opened->file) {

@@ -13,11 +13,10 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 
 // Whoever sets an event may be killed before it wakes the sleepers, so they look by themselves.
-constexpr nanoseconds kLongestSleep = milliseconds(100);
+constexpr nanoseconds kLongestSleep = std::chrono::milliseconds(100);
 
 class NamedEvent final : public EventObject {
 public:
@@ -51,7 +50,7 @@ DWORD NamedEvent::Wait(DWORD limit) {
     if (TryTake()) {
         return WAIT_OBJECT_0;
     }
-    const Clock::time_point end = Clock::now() + milliseconds(limit);
+    const Clock::time_point end = Clock::now() + std::chrono::milliseconds(limit);
     for (;;) {
         const nanoseconds left = limit == INFINITE ? kLongestSleep : end - Clock::now();
         if (left <= nanoseconds::zero()) {
@@ -71,7 +70,7 @@ void NamedEvent::Set() {
     }
 }
 
-HANDLE AsHandle(NamedUse use) {
+HANDLE EventHandle(NamedUse use) {
     return use ? NewHandle<NamedEvent>(nullptr, std::move(use)) : nullptr;
 }
 
@@ -83,12 +82,12 @@ HANDLE CreateNamedEvent(const SECURITY_ATTRIBUTES* security, bool manualReset, b
     wanted.kind = NamedKind::Event;
     wanted.manualReset = manualReset;
     wanted.initial = set;
-    return AsHandle(CreateNamed(name, wanted, security));
+    return EventHandle(CreateNamed(name, wanted, security));
 }
 
 HANDLE OpenEventW(DWORD, BOOL inherit, const WCHAR* name) {
     if (FaultFails("OpenEventW")) {
         return nullptr;
     }
-    return AsHandle(OpenNamed(name, NamedKind::Event, inherit));
+    return EventHandle(OpenNamed(name, NamedKind::Event, inherit));
 }

@@ -108,7 +108,7 @@ bool NamedMutex::Release() {
     return true;
 }
 
-HANDLE AsHandle(NamedUse use) {
+HANDLE MutexHandle(NamedUse use) {
     return use ? NewHandle<NamedMutex>(nullptr, std::move(use)) : nullptr;
 }
 
@@ -118,12 +118,12 @@ HANDLE CreateNamedMutex(const SECURITY_ATTRIBUTES* security, bool owned, const W
     NewObject wanted;
     wanted.kind = NamedKind::Mutex;
     wanted.initial = owned;
-    return AsHandle(CreateNamed(name, wanted, security));
+    return MutexHandle(CreateNamed(name, wanted, security));
 }
 
 HANDLE OpenMutexW(DWORD, BOOL inherit, const WCHAR* name) {
     if (FaultFails("OpenMutexW")) {
         return nullptr;
     }
-    return AsHandle(OpenNamed(name, NamedKind::Mutex, inherit));
+    return MutexHandle(OpenNamed(name, NamedKind::Mutex, inherit));
 }

@@ -12,7 +12,7 @@
 namespace {
 
 // Each further attempt means that somebody made or ended the object in between.
-constexpr int kMostAttempts = 100;
+constexpr int kMostCreations = 100;
 constexpr mode_t kForEveryone = 0666;
 constexpr mode_t kForOwner = 0600;
 
@@ -88,7 +88,7 @@ Step TryCreate(const ObjectName& name, const NewObject& wanted, mode_t mode, Nam
 
 NamedUse Create(const ObjectName& name, const NewObject& wanted, mode_t mode, bool* made) {
     NamedUse use;
-    for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+    for (int attempt = 0; attempt < kMostCreations; ++attempt) {
         *made = false;
         const Step step = TryCreate(name, wanted, mode, &use, made);
         if (step != Step::Again) {

@@ -14,7 +14,7 @@ constexpr DWORD kBinary = 3;
 constexpr DWORD kNumber = 4;
 constexpr DWORD kAnyNumber = 0xFFFFFFFF;
 
-WString Decoded(std::string_view bytes) {
+WString DecodedText(std::string_view bytes) {
     if (bytes.starts_with("\xFF\xFE")) {
         WString text((bytes.size() - 2) / 2, 0);
         std::memcpy(text.data(), bytes.data() + 2, text.size() * 2);
@@ -237,7 +237,7 @@ private:
 }  // namespace
 
 RegistryKeys ParseRegistry(std::string_view bytes) {
-    const WString text = Decoded(bytes);
+    const WString text = DecodedText(bytes);
     return Parser(text).Parse();
 }
 

@@ -18,7 +18,7 @@
 
 namespace {
 
-Descriptor OpenFolder(const std::string& path) {
+Descriptor OpenForCalls(const std::string& path) {
     constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK;
     return Descriptor(Uninterrupted([&] { return open(path.c_str(), kFlags); }));
 }
@@ -67,7 +67,7 @@ std::optional<std::string> PathBelow(int folder, std::uint64_t holder, std::uint
 }  // namespace
 
 std::optional<SubvolumeInfo> SubvolumeAt(const std::string& path) {
-    const Descriptor folder = OpenFolder(path);
+    const Descriptor folder = OpenForCalls(path);
     return folder ? SubvolumeOf(folder.get()) : std::nullopt;
 }
 
@@ -94,7 +94,7 @@ std::optional<SubvolumeInfo> SubvolumeOf(int folder) {
 // The kernel tells them in portions; EOVERFLOW means that there are more.
 std::vector<std::string> SubvolumesIn(const std::string& path) {
     std::vector<std::string> paths;
-    const Descriptor folder = OpenFolder(path);
+    const Descriptor folder = OpenForCalls(path);
     if (!folder || !IsOnBtrfs(folder.get())) {
         return paths;
     }

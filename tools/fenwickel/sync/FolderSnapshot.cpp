@@ -12,7 +12,7 @@
 
 namespace {
 
-WString WithSeparator(WString path) {
+WString WithBackslash(WString path) {
     if (!path.ends_with(WIDE('\\'))) {
         path += WIDE('\\');
     }
@@ -56,7 +56,7 @@ std::string DiskProblem(const std::vector<WString>& folders) {
     return "";
 }
 
-const char* RemedyFor(int code) {
+const char* SnapshotRemedy(int code) {
     constexpr int kAccessDenied = static_cast<int>(0x80070005U);  // as a HRESULT
     return code == static_cast<int>(ERROR_ACCESS_DENIED) || code == kAccessDenied
                ? "run it as root or as administrator, or use --snapshot prefer to read without one"
@@ -71,7 +71,7 @@ bool IsOn(const WString& folder, const WString& volume) {
             HostSameFile(folder.substr(0, volume.size()), volume));
 }
 
-void Complain(const std::string& line) {
+void ReportProblem(const std::string& line) {
     std::fprintf(stderr, "fenwickel: %s\n", line.c_str());
 }
 
@@ -82,7 +82,7 @@ bool Remains(const WString& device) {
     }
     const std::string problem = DeleteLeftover(device.substr(0, device.size() - 1));
     if (!problem.empty()) {
-        Complain(problem);
+        ReportProblem(problem);
     }
     return !problem.empty();
 }
@@ -114,7 +114,7 @@ std::uint64_t RemoveLeftoverSnapshots(const std::vector<WString>& folders) {
             problems.push_back(problem);
         }
     }
-    std::for_each(problems.begin(), problems.end(), Complain);
+    std::for_each(problems.begin(), problems.end(), ReportProblem);
     return deleted;
 }
 
@@ -175,11 +175,11 @@ const vsswrapper::VssProviderUse* FolderSnapshot::LiveUse(const MetaVolVssInfo& 
 // A live view may show the volume through another mount point, below which other volumes may be
 // mounted than below the folder's own: the folder itself is the same and safe.
 WString FolderSnapshot::PlaceOf(const MetaVolVssInfo& entry) {
-    WString folder = WithSeparator(entry.strMetaPath);
+    WString folder = WithBackslash(entry.strMetaPath);
     if (LiveUse(entry) != nullptr) {
         return folder;
     }
-    const WString device = WithSeparator(entry.strSnapshotDevice);
+    const WString device = WithBackslash(entry.strSnapshotDevice);
     if (std::find(m_devices.begin(), m_devices.end(), device) == m_devices.end()) {
         m_devices.push_back(device);
     }
@@ -220,7 +220,7 @@ void FolderSnapshot::TellUses(const std::vector<MetaVolVssInfo>& entries) {
 Failure FolderSnapshot::Refusal(SnapshotMode mode, int code, const LibraryLog& log) const {
     const std::string action = "cannot take a snapshot of " + NamesOf(m_originals);
     const std::string remedy =
-        mode == SnapshotMode::Require ? RemedyFor(code) : "reading without one";
+        mode == SnapshotMode::Require ? SnapshotRemedy(code) : "reading without one";
     const std::string problem = code == SYNC_EC_FAILED ? DiskProblem(m_originals) : "";
     if (!problem.empty()) {
         return {ExitCode::NoSnapshot, code, action + ": " + problem + ": " + remedy};
@@ -231,7 +231,7 @@ Failure FolderSnapshot::Refusal(SnapshotMode mode, int code, const LibraryLog& l
 void FolderSnapshot::ReadAsTheyAre() {
     m_folders.clear();
     std::transform(m_originals.begin(), m_originals.end(), std::back_inserter(m_folders),
-                   WithSeparator);
+                   WithBackslash);
     m_provider = "off";
 }
 

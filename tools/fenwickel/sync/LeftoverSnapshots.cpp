@@ -15,7 +15,7 @@ std::string Problem(const char* action, const WString& path, int code, const cha
         .what();
 }
 
-const char* RemedyFor(int code) {
+const char* PruneRemedy(int code) {
     switch (static_cast<DWORD>(code)) {
         case ERROR_ACCESS_DENIED:
             return "run \"fenwickel snapshots --prune\" as root";
@@ -58,7 +58,7 @@ std::vector<WString> FindLeftovers(const std::vector<WString>& volumes,
         const int code = vsswrapper::ListLeftoverSnapshots(volume, snapshots);
         if (code != 0) {
             problems->push_back(
-                Problem("look for snapshots of killed runs on", volume, code, RemedyFor(code)));
+                Problem("look for snapshots of killed runs on", volume, code, PruneRemedy(code)));
         }
     }
     std::transform(snapshots.begin(), snapshots.end(), snapshots.begin(), WithoutSeparator);
@@ -69,5 +69,5 @@ std::string DeleteLeftover(const WString& snapshot) {
     const int code = vsswrapper::DeleteLeftoverSnapshot(snapshot);
     return code == 0 || HostEntryAt(snapshot) == HostEntry::Missing
                ? ""
-               : Problem("delete the snapshot", snapshot, code, RemedyFor(code));
+               : Problem("delete the snapshot", snapshot, code, PruneRemedy(code));
 }

@@ -7,14 +7,12 @@
 
 namespace {
 
-constexpr const char* kProgram = "rclone";
-constexpr const char* kSending = "send files to";
-constexpr const char* kRemoving = "remove files from";
+constexpr const char* kRcloneProgram = "rclone";
 
 constexpr int kNoFolder = 3;
 
 // Those whose meaning is the same in all versions.
-constexpr ExitWords kExitWords[] = {
+constexpr ExitWords kRcloneExitWords[] = {
     {kNoFolder, "there is no such folder"},
     {5, "it failed for now and may do better later"},
     {7, "it failed for good"},
@@ -22,7 +20,7 @@ constexpr ExitWords kExitWords[] = {
     {10, "it took longer than its limit allows"},
 };
 
-std::string Understood(const std::string& destination) {
+std::string RcloneDestination(const std::string& destination) {
     if (destination.empty() || destination.front() == '-') {
         throw Failure(ExitCode::Usage, "--to \"rclone:" + Escaped(ValidUtf8(destination)) +
                                            "\" names no destination: write rclone:REMOTE:PATH, or "
@@ -116,7 +114,7 @@ bool HasOneAbove(const std::string& folder, const std::vector<std::string>& fold
 }  // namespace
 
 RcloneUploader::RcloneUploader(const std::string& destination, const WString& scratch)
-    : m_destination(Understood(destination)), m_program(scratch) {}
+    : m_destination(RcloneDestination(destination)), m_program(scratch) {}
 
 ListStyle RcloneUploader::Style() const {
     return {"", '\n'};
@@ -136,7 +134,7 @@ const char* RcloneUploader::Obstacle(std::string_view path, HostEntry kind) cons
 }
 
 Failure RcloneUploader::Failed(const std::string& action, int exitCode) const {
-    return UploadFailure(action, m_destination, EndText(kProgram, exitCode, kExitWords),
+    return UploadFailure(action, m_destination, EndText(kRcloneProgram, exitCode, kRcloneExitWords),
                          kSeeItsMessages);
 }
 
@@ -146,8 +144,8 @@ ProgramEnd RcloneUploader::Run(const std::vector<std::string>& words,
                                const std::vector<std::string>& last, std::string* log) const {
     const ScratchFile file(m_program.Scratch(WIDE("log")));
     std::vector<std::string> command = {
-        kProgram,      "--retries", "1",          "--dry-run=false",
-        "--log-level", "NOTICE",    "--log-file", HostNativePath(file.Path())};
+        kRcloneProgram, "--retries", "1",          "--dry-run=false",
+        "--log-level",  "NOTICE",    "--log-file", HostNativePath(file.Path())};
     command.insert(command.end(), words.begin(), words.end());
     command.emplace_back("--");
     command.insert(command.end(), last.begin(), last.end());

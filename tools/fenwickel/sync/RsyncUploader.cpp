@@ -10,14 +10,12 @@
 
 namespace {
 
-constexpr const char* kProgram = "rsync";
-constexpr const char* kSending = "send files to";
-constexpr const char* kRemoving = "remove files from";
+constexpr const char* kRsyncProgram = "rsync";
 
 constexpr int kPartial = 23;
 constexpr int kVanished = 24;
 
-constexpr ExitWords kExitWords[] = {
+constexpr ExitWords kRsyncExitWords[] = {
     {1, "it does not know an option: version 3.2.3 or newer is needed at both ends"},
     {2, "the two ends do not understand each other"},
     {3, "it cannot reach a folder"},
@@ -67,7 +65,7 @@ void RequireSound(const std::string& destination) {
     }
 }
 
-std::string Understood(const std::string& destination) {
+std::string RsyncDestination(const std::string& destination) {
     if (destination.empty()) {
         throw Refused(destination, "names no folder: write rsync:PATH or rsync:HOST:PATH");
     }
@@ -93,7 +91,7 @@ std::optional<std::uint64_t> NumberBehind(std::string_view text, std::string_vie
 
 // Files and links that arrived. rsync counts the files that it has sent, and all links that it was
 // to send: one that could not be made is told by the exit code.
-std::optional<std::uint64_t> CountSent(std::string_view statistics) {
+std::optional<std::uint64_t> CountArrived(std::string_view statistics) {
     const std::size_t list = statistics.rfind("\nNumber of files: ");
     const auto files = NumberBehind(statistics, "\nNumber of regular files transferred: ");
     if (!files || list == std::string_view::npos) {
@@ -185,7 +183,7 @@ std::string WithoutExpected(const std::string& text) {
 }  // namespace
 
 RsyncUploader::RsyncUploader(const std::string& destination, const WString& scratch)
-    : m_destination(Understood(destination)), m_program(scratch) {}
+    : m_destination(RsyncDestination(destination)), m_program(scratch) {}
 
 // Without "./" rsync takes a name with '#' or ';' at its beginning for a comment.
 ListStyle RsyncUploader::Style() const {
@@ -197,13 +195,13 @@ const char* RsyncUploader::Obstacle(std::string_view, HostEntry kind) const {
 }
 
 Failure RsyncUploader::Failed(const std::string& action, int exitCode) const {
-    return UploadFailure(action, m_destination, EndText(kProgram, exitCode, kExitWords),
+    return UploadFailure(action, m_destination, EndText(kRsyncProgram, exitCode, kRsyncExitWords),
                          kSeeItsMessages);
 }
 
 bool RsyncUploader::IsDestinationEmpty() {
     const std::string folder = Below(m_destination, m_destination.ends_with(':') ? "./" : "");
-    const ProgramEnd end = m_program.Run({kProgram, "-s", "--list-only", "--no-motd", "--",
+    const ProgramEnd end = m_program.Run({kRsyncProgram, "-s", "--list-only", "--no-motd", "--",
                                           folder.ends_with('/') ? folder : folder + '/'},
                                          Capture::All, Shared());
     // By the number, since the words are those of the other end's system.
@@ -232,9 +230,9 @@ void RsyncUploader::Remove(const HandOver& work) {
     const WString& list = isPlain ? work.removals : joined.Path();
     const EmptyFolder nothing(m_program.Scratch(WIDE("empty")), work.folder);
     const ProgramEnd end =
-        m_program.Run({kProgram, "-s", "--perms", "--mkpath", "--delete-missing-args", "--force",
-                       "--from0", "--files-from=" + LocalPath(list), "--", nothing.Source(),
-                       Below(m_destination, HostNativePath(work.place))},
+        m_program.Run({kRsyncProgram, "-s", "--perms", "--mkpath", "--delete-missing-args",
+                       "--force", "--from0", "--files-from=" + LocalPath(list), "--",
+                       nothing.Source(), Below(m_destination, HostNativePath(work.place))},
                       Capture::All, Shared());
     Relay(end.output);
     Relay(WithoutExpected(end.errors));
@@ -256,7 +254,7 @@ void RsyncUploader::Send(const HandOver& work) {
     if (work.sendCount == 0) {
         return;
     }
-    const std::vector<std::string> command = {kProgram,
+    const std::vector<std::string> command = {kRsyncProgram,
                                               "-s",
                                               "--links",
                                               "--perms",
@@ -273,7 +271,7 @@ void RsyncUploader::Send(const HandOver& work) {
                                               LocalPath(work.folder),
                                               Below(m_destination, HostNativePath(work.place))};
     const ProgramEnd end = m_program.Run(command, Capture::Output, Shared());
-    const std::optional<std::uint64_t> sent = CountSent(end.output);
+    const std::optional<std::uint64_t> sent = CountArrived(end.output);
     if (end.exitCode != 0) {
         Relay(std::string_view(end.output).substr(0, end.output.find("\nNumber of files: ")));
         throw Failed(kSending, end.exitCode);

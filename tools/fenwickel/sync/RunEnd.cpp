@@ -18,11 +18,11 @@ const char* const kSyncAgain = "discard the run and run fenwickel sync again";
 
 // How long a commit waits for somebody who looks into a listing: without it everything would have
 // to be sent again for that.
-constexpr std::chrono::seconds kPatience{10};
-constexpr std::chrono::milliseconds kNap{50};
+constexpr std::chrono::seconds kUnheldPatience{10};
+constexpr std::chrono::milliseconds kUnheldNap{50};
 
 void AwaitUnheld(const StateFiles& files) {
-    const auto end = std::chrono::steady_clock::now() + kPatience;
+    const auto end = std::chrono::steady_clock::now() + kUnheldPatience;
     for (;;) {
         try {
             return RequireUnheld(files);
@@ -32,7 +32,7 @@ void AwaitUnheld(const StateFiles& files) {
                 throw;
             }
         }
-        std::this_thread::sleep_for(kNap);
+        std::this_thread::sleep_for(kUnheldNap);
     }
 }
 

@@ -10,13 +10,13 @@
 
 namespace {
 
-constexpr std::size_t kChunkBytes = 1U << 20U;
+constexpr std::size_t kPieceBytes = 1U << 20U;
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 // How long a file is waited for that somebody looks into, which keeps it from being replaced on
 // some systems. A program that looks at the state has it open for a moment.
-constexpr std::chrono::seconds kPatience{2};
-constexpr std::chrono::milliseconds kNap{10};
+constexpr std::chrono::seconds kReplacePatience{2};
+constexpr std::chrono::milliseconds kReplaceNap{10};
 
 const char* const kRemedy = "make the file and its folder readable and writable";
 
@@ -51,7 +51,7 @@ Failure CannotAccess(const char* action, const WString& path, const char* remedy
 
 bool WriteAll(HANDLE file, const std::string& bytes) {
     for (std::size_t done = 0; done < bytes.size();) {
-        const std::size_t piece = std::min(kChunkBytes, bytes.size() - done);
+        const std::size_t piece = std::min(kPieceBytes, bytes.size() - done);
         DWORD written = 0;
         if (!WriteFile(file, bytes.data() + done, static_cast<DWORD>(piece), &written, nullptr)) {
             return false;
@@ -126,8 +126,8 @@ std::optional<std::string> ReadWholeFile(const WString& path) {
     DWORD count = 1;
     while (count != 0) {
         const std::size_t filled = bytes.size();
-        bytes.resize(filled + kChunkBytes);
-        if (!ReadFile(file.get(), bytes.data() + filled, static_cast<DWORD>(kChunkBytes), &count,
+        bytes.resize(filled + kPieceBytes);
+        if (!ReadFile(file.get(), bytes.data() + filled, static_cast<DWORD>(kPieceBytes), &count,
                       nullptr)) {
             throw CannotAccess("read", path);
         }
@@ -139,7 +139,7 @@ std::optional<std::string> ReadWholeFile(const WString& path) {
 void WriteWholeFile(const WString& path, const std::string& bytes) {
     const WString fresh = path + WIDE(".new");
     WriteDurably(fresh, bytes);
-    const auto end = std::chrono::steady_clock::now() + kPatience;
+    const auto end = std::chrono::steady_clock::now() + kReplacePatience;
     while (!MoveFileExW(fresh.c_str(), path.c_str(),
                         MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
         const DWORD code = GetLastError();
@@ -147,7 +147,7 @@ void WriteWholeFile(const WString& path, const std::string& bytes) {
         if (!mayPass || std::chrono::steady_clock::now() >= end) {
             throw SystemFailure(ExitCode::Failed, "replace", path, code, kRemedy);
         }
-        std::this_thread::sleep_for(kNap);
+        std::this_thread::sleep_for(kReplaceNap);
     }
 }
 

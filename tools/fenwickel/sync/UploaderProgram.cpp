@@ -11,14 +11,13 @@ namespace {
 
 constexpr std::uint32_t kPollMs = 100;
 constexpr std::uint32_t kGraceMs = 5000;
-constexpr std::uint32_t kForever = 0xFFFFFFFF;
 
 // Ctrl-C in a terminal has reached the program as well; a termination request has not.
 void EndChild(HostChild* child) {
     child->AskToEnd();
     if (!child->Wait(kGraceMs)) {
         child->Kill();
-        child->Wait(kForever);
+        child->Wait(kHostForever);
     }
 }
 

@@ -74,6 +74,10 @@ std::string EndText(const std::string& program, int exitCode, std::span<const Ex
 Failure UploadFailure(const std::string& action, const std::string& destination,
                       const std::string& why, const std::string& remedy);
 
+// The two actions that fail.
+inline constexpr const char* kSending = "send files to";
+inline constexpr const char* kRemoving = "remove files from";
+
 // The remedy where the program itself has told what is wrong.
 inline constexpr const char* kSeeItsMessages =
     "put right what it reports above, then run sync again";
