@@ -1,5 +1,6 @@
-// Without arguments: runs every seed, cut at each length and with each of its bytes turned over.
+// Without arguments: runs every seed, cut at many lengths and with many of its bytes turned over.
 // With a folder: writes the seeds there, as a first corpus for libFuzzer.
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -22,6 +23,13 @@ void RunVariants(const std::string& seed) {
     Run(seed);
 }
 
+// What becomes of its variants is seen with those of the other.
+bool IsStartOfAnother(const std::string& seed, const std::vector<std::string>& seeds) {
+    return std::any_of(seeds.begin(), seeds.end(), [&](const std::string& other) {
+        return other.size() > seed.size() && other.starts_with(seed);
+    });
+}
+
 void WriteSeeds(const std::filesystem::path& folder) {
     std::filesystem::create_directories(folder);
     int number = 0;
@@ -37,9 +45,10 @@ int main(int argc, char** argv) {
         WriteSeeds(argv[1]);
         return 0;
     }
-    for (const std::string& seed : FuzzSeeds()) {
-        RunVariants(seed);
+    const std::vector<std::string> seeds = FuzzSeeds();
+    for (const std::string& seed : seeds) {
+        IsStartOfAnother(seed, seeds) ? Run(seed) : RunVariants(seed);
     }
-    std::printf("replayed %zu seeds\n", FuzzSeeds().size());
-    return FuzzSeeds().empty() ? 1 : 0;
+    std::printf("replayed %zu seeds\n", seeds.size());
+    return seeds.empty() ? 1 : 0;
 }
