@@ -10,6 +10,9 @@
 namespace {
 
 constexpr DWORD kToolWaitMs = 1000;
+// A thread comes for its signal within microseconds. Whoever fills the table with hits of threads
+// that never come shall not use up the named objects of the machine.
+constexpr std::size_t kMostReleased = 256;
 constexpr DWORD kMarkMagic = 0x4B425746;  // "FWBK"
 
 // The reserved bytes of an entry: who has set it. The process id is there for people; whether the
@@ -230,6 +233,9 @@ bool BreakpointTable::Signal(const UUID& hitId, bool weStay) {
         return false;
     }
     released_.push_back(std::move(event));
+    if (released_.size() > kMostReleased) {
+        released_.pop_front();
+    }
     return true;
 }
 

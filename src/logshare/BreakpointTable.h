@@ -1,6 +1,7 @@
 // Setting breakpoints and releasing the threads that stopped: the tool's side of the table.
 #pragma once
 
+#include <deque>
 #include <optional>
 #include <vector>
 
@@ -72,6 +73,6 @@ private:
     SharedHandle mutex_;
     SharedHandle event_;
     std::optional<SharedView<LogBreakpointTable>> table_;
-    std::vector<UUID> listed_;            // sorted ids of hits shown that are still there
-    std::vector<SharedHandle> released_;  // signals for threads that have not come to wait yet
+    std::vector<UUID> listed_;           // sorted ids of hits shown that are still there
+    std::deque<SharedHandle> released_;  // signals for threads that have not come to wait yet
 };

@@ -112,4 +112,26 @@ TEST_F(Breakpoints, EndWithTheViewerAndWithAnEarlyRelease) {
     EXPECT_EQ(stopped.wait_for(60s), std::future_status::ready);
 }
 
+// A thread that was killed between the entry of its hit and its event never comes for its signal.
+TEST_F(Breakpoints, KeepFewSignalsForThreadsThatNeverCome) {
+    constexpr DWORD kHits = 300;
+    ASSERT_TRUE(table.Add({WIDE("host.exe"), WIDE("")}));
+    for (DWORD i = 0; i < kHits; ++i) {
+        raw->hits[i].hitId.Data1 = i + 1;
+        raw->hits[i].breakpointId = raw->entries[0].id;
+    }
+    for (const LogBreakpointHit& hit : table.NewHits()) {
+        EXPECT_TRUE(table.ReleaseHit(hit));
+    }
+    const auto isSignalled = [](DWORD number) {
+        UUID hit{};
+        hit.Data1 = number;
+        const WString name = HitEventName(hit);
+        return SharedHandle(OpenEventW(SYNCHRONIZE, FALSE, name.c_str())) != nullptr;
+    };
+    EXPECT_FALSE(isSignalled(1));
+    EXPECT_TRUE(isSignalled(kHits));
+    EXPECT_TRUE(IsZero(raw->hits[0].breakpointId));
+}
+
 }  // namespace
