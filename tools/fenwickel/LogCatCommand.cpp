@@ -93,26 +93,33 @@ std::string JsonText(const LogEntry& entry) {
     return text;
 }
 
-void PrintEntries(LogFileStream& stream, const Filter& filter, bool json, Output& output) {
-    for (LogEntry entry; HostStopExitCode() == 0 && stream.Next(&entry);) {
+// False when a stop request came before the end of what there is.
+bool PrintEntries(LogFileStream& stream, const Filter& filter, bool json, Output& output) {
+    for (LogEntry entry; stream.Next(&entry);) {
         if (filter.Wants(entry)) {
             output.Print(json ? JsonText(entry) : PlainText(entry));
         }
+        if (HostStopExitCode() != 0) {
+            return false;
+        }
     }
+    return true;
 }
 
 void Cat(LogFileStream& stream, const Filter& filter, const LogCatOptions& options) {
     Output output;
-    PrintEntries(stream, filter, options.json, output);
-    while (options.follow && HostStopExitCode() == 0) {
+    bool atEnd = PrintEntries(stream, filter, options.json, output);
+    while (options.follow && atEnd && HostStopExitCode() == 0) {
         if (!stream.Advance()) {
             output.Flush();
             std::this_thread::sleep_for(kFollowNap);
         }
+        atEnd = PrintEntries(stream, filter, options.json, output);
+    }
+    if (atEnd) {
+        stream.Finish();
         PrintEntries(stream, filter, options.json, output);
     }
-    stream.Finish();
-    PrintEntries(stream, filter, options.json, output);
     output.Flush();
 }
 

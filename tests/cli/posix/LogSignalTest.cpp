@@ -16,3 +16,13 @@ TEST(LogSignalTest, EndsWithTheSignalsCodeAndLetsThreadsGo) {
     kill(static_cast<pid_t>(watch.child.Id()), SIGINT);
     EXPECT_EQ(watch.child.Wait(kLimitMs), 130);
 }
+
+TEST(LogSignalTest, ALineThatIsStillWrittenIsPrintedWhenFollowingEnds) {
+    const TempFolder folder;
+    WriteBytes(folder / "x.Log", "whole\nwithout its end");
+    RunningTool cat({"cat", "-f", (folder / "x.Log").string()});
+    ASSERT_TRUE(cat.Says("whole"));
+    kill(static_cast<pid_t>(cat.child.Id()), SIGINT);
+    EXPECT_EQ(cat.child.Wait(kLimitMs), 130);
+    EXPECT_TRUE(cat.Says("without its end"));
+}
