@@ -201,7 +201,8 @@ void Define(CLI::App& app, LogBreakOptions& options) {
 
 // An unset variable of a script leaves a value empty, which would mean something else here.
 void RequireValues(const CLI::App& app) {
-    for (const char* const name : {"--to", "--run"}) {
+    for (const char* const name :
+         {"--to", "--run", "--level", "--since", "--grep", "--text", "--module"}) {
         const CLI::Option* const option = app.get_option_no_throw(name);
         if (option != nullptr && option->count() != 0 && option->as<std::string>().empty()) {
             throw Failure(ExitCode::Usage, std::string(name) +
