@@ -108,8 +108,8 @@ bool HostEnableColours(int stream);
 // for such things. It need not exist. Empty when that is unknown.
 WString HostStateFolder();
 
-// A time in milliseconds without an end.
-constexpr std::uint32_t kHostForever = 0xFFFFFFFF;
+// As many milliseconds as it takes.
+inline constexpr std::uint32_t kHostForever = 0xFFFFFFFF;
 
 // What a wait for input ended with.
 enum class HostInput { Line, Nothing, End };
@@ -175,8 +175,8 @@ public:
     // Ends it at once, as SIGKILL does.
     void Kill();
 
-    // Its exit code, 128 + N after signal N; nothing when it still runs after the time. Once the
-    // end was seen, further calls give the same answer.
+    // Its exit code, 128 + N after signal N; nothing when it still runs after the time, which
+    // kHostForever makes endless. Once the end was seen, further calls give the same answer.
     std::optional<int> Wait(std::uint32_t milliseconds);
 
 private:

@@ -43,6 +43,7 @@ protected:
                        std::filesystem::absolute(FENWICKEL_TOOL).make_preferred().string());
         HostChild tool =
             HostChild::Start(command, {.output = WidePath(out), .errors = WidePath(err)});
+        EXPECT_TRUE(tool) << command[0] << " does not start";
         const int exitCode = tool.Wait(kHostForever).value_or(-1);
         return {exitCode, ReadBytes(out), ReadBytes(err)};
     }

@@ -98,7 +98,7 @@ void PrintSummary(const DetectOptions& options, const Summary& summary) {
 }  // namespace
 
 JsonFields EmptyDetectResult() {
-    return Fields({});
+    return Fields(Summary());
 }
 
 int RunDetect(const Command& command, std::vector<std::string> arguments) {

@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr DWORD kHitWaitMs = 50;  // also how long a stop request or a key may go unnoticed
+constexpr DWORD kBreakWaitMs = 50;  // also how long a stop request or a key may go unnoticed
 constexpr std::chrono::seconds kEndedPause{1};
 
 LogBreakpointWish WishOf(const LogBreakOptions& options) {
@@ -89,7 +89,7 @@ void HoldThreads(const LogBreakOptions& options, BreakpointTable& table) {
             threads.ForgetEnded();
             nextLook = std::chrono::steady_clock::now() + kEndedPause;
         }
-        table.Wait(kHitWaitMs);
+        table.Wait(kBreakWaitMs);
     }
 }
 

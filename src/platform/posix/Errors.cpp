@@ -6,7 +6,7 @@
 
 namespace {
 
-constinit thread_local DWORD lastError = ERROR_SUCCESS;
+constinit thread_local DWORD threadsLastError = ERROR_SUCCESS;
 
 bool ParentExists(const std::string& path) {
     const std::size_t slash = path.find_last_of('/');
@@ -20,15 +20,15 @@ bool ParentExists(const std::string& path) {
 }  // namespace
 
 DWORD GetLastError() {
-    return lastError;
+    return threadsLastError;
 }
 
 void SetLastError(DWORD code) {
-    lastError = code;
+    threadsLastError = code;
 }
 
 BOOL Fail(DWORD code) {
-    lastError = code;
+    threadsLastError = code;
     return FALSE;
 }
 

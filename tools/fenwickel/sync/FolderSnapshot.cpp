@@ -5,19 +5,13 @@
 #include <iterator>
 
 #include "../ExitCodes.h"
+#include "../PathPairs.h"
 #include "LeftoverSnapshots.h"
 #include "fenwickel/SyncCodes.h"
 #include "platform/Host.h"
 #include "platform/Platform.h"
 
 namespace {
-
-WString WithBackslash(WString path) {
-    if (!path.ends_with(WIDE('\\'))) {
-        path += WIDE('\\');
-    }
-    return path;
-}
 
 // `"/a"` or `"/a" and 2 more`.
 std::string NamesOf(const std::vector<WString>& folders) {
@@ -175,11 +169,11 @@ const vsswrapper::VssProviderUse* FolderSnapshot::LiveUse(const MetaVolVssInfo& 
 // A live view may show the volume through another mount point, below which other volumes may be
 // mounted than below the folder's own: the folder itself is the same and safe.
 WString FolderSnapshot::PlaceOf(const MetaVolVssInfo& entry) {
-    WString folder = WithBackslash(entry.strMetaPath);
+    WString folder = WithSeparator(entry.strMetaPath);
     if (LiveUse(entry) != nullptr) {
         return folder;
     }
-    const WString device = WithBackslash(entry.strSnapshotDevice);
+    const WString device = WithSeparator(entry.strSnapshotDevice);
     if (std::find(m_devices.begin(), m_devices.end(), device) == m_devices.end()) {
         m_devices.push_back(device);
     }
@@ -231,7 +225,7 @@ Failure FolderSnapshot::Refusal(SnapshotMode mode, int code, const LibraryLog& l
 void FolderSnapshot::ReadAsTheyAre() {
     m_folders.clear();
     std::transform(m_originals.begin(), m_originals.end(), std::back_inserter(m_folders),
-                   WithBackslash);
+                   WithSeparator);
     m_provider = "off";
 }
 
