@@ -66,11 +66,9 @@ private:
     static std::vector<std::string> Words(const std::string& line) {
         std::vector<std::string> words;
         std::istringstream rest(line);
-        for (std::string word; rest >> std::ws;) {
+        for (std::string word; (rest >> std::ws).peek() != EOF; words.push_back(word)) {
             const char quote = rest.peek() == '\'' ? '\'' : '"';
-            if (rest >> std::quoted(word, quote, '\0')) {
-                words.push_back(word);
-            }
+            EXPECT_TRUE(rest >> std::quoted(word, quote, '\0')) << "no end of a quote: " << line;
         }
         return words;
     }
