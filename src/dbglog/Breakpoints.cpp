@@ -96,9 +96,7 @@ bool ViewerRuns() {
 }
 
 void StopAtHit(const UUID& hitId, DWORD roundMs) {
-    OpenToAll everyone;
-    const SharedHandle released(
-        CreateEventW(everyone.get(), FALSE, FALSE, HitEventName(hitId).c_str()));
+    const SharedHandle released(CreateSharedEvent(HitEventName(hitId)));
     if (!released) {
         return;
     }

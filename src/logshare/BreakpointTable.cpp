@@ -56,11 +56,6 @@ bool Contains(const std::vector<UUID>& sortedIds, const UUID& wanted) {
     return std::binary_search(sortedIds.begin(), sortedIds.end(), wanted, IsBefore);
 }
 
-SharedHandle MakeTableEvent(const WString& name) {
-    OpenToAll everyone;
-    return SharedHandle(CreateEventW(everyone.get(), FALSE, FALSE, name.c_str()));
-}
-
 }  // namespace
 
 // A library that finds the event looks for the mutex and the block at once and only once, so the
@@ -73,7 +68,7 @@ BreakpointTable::BreakpointTable() {
     OwnerMark mark{.dwMagic = kMarkMagic, .dwProcessId = GetCurrentProcessId(), .dwUnique = {}};
     std::memcpy(mark.dwUnique, unique.Data4, sizeof mark.dwUnique);
     std::memcpy(mark_, &mark, sizeof mark_);
-    alive_ = MakeTableEvent(OwnerEventName(mark));
+    alive_.reset(CreateSharedEvent(OwnerEventName(mark)));
     block_.reset(CreateSharedBlock(kBreakpointBlock, kBreakpointLocalBlock,
                                    DWORD{sizeof(LogBreakpointTable)}));
     OpenToAll everyone;
@@ -81,7 +76,7 @@ BreakpointTable::BreakpointTable() {
     if (!alive_ || !block_ || !mutex_) {
         return;
     }
-    event_ = MakeTableEvent(kBreakpointEvent);
+    event_.reset(CreateSharedEvent(kBreakpointEvent));
     if (event_) {
         table_.emplace(block_.get());
         ReleaseDead();
@@ -228,7 +223,7 @@ bool BreakpointTable::Signal(const UUID& hitId, bool weStay) {
     if (event) {
         return SetEvent(event.get()) != FALSE;
     }
-    event = weStay ? MakeTableEvent(name) : nullptr;
+    event.reset(weStay ? CreateSharedEvent(name) : nullptr);
     if (!event || !SetEvent(event.get())) {
         return false;
     }

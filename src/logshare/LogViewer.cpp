@@ -25,11 +25,9 @@ struct SharedEvent {
     bool existed;
 };
 
-// An event that resets itself.
 SharedEvent MakeEvent(const WString& name) {
-    OpenToAll everyone;
     SetLastError(ERROR_SUCCESS);
-    SharedHandle handle(CreateEventW(everyone.get(), FALSE, FALSE, name.c_str()));
+    SharedHandle handle(CreateSharedEvent(name));
     const bool existed = GetLastError() == ERROR_ALREADY_EXISTS;
     return {std::move(handle), existed};
 }

@@ -16,3 +16,8 @@ HANDLE OpenSharedBlock(const WString& globalName, const WString& localName) {
     return block != nullptr ? block
                             : OpenFileMappingW(FILE_MAP_ALL_ACCESS, FALSE, localName.c_str());
 }
+
+HANDLE CreateSharedEvent(const WString& name) {
+    OpenToAll everyone;
+    return CreateEventW(everyone.get(), FALSE, FALSE, name.c_str());
+}

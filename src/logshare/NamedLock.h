@@ -50,3 +50,7 @@ HANDLE CreateSharedBlock(const WString& globalName, const WString& localName, DW
 
 // Opens it under the global name, else under the local one. Null when there is neither.
 HANDLE OpenSharedBlock(const WString& globalName, const WString& localName);
+
+// Creates an event that resets itself. Null and last error as for CreateSharedBlock; the
+// caller closes it.
+HANDLE CreateSharedEvent(const WString& name);
