@@ -12,10 +12,6 @@ private:
     NamedUse use_;
 };
 
-HANDLE MappingHandle(NamedUse use) {
-    return use ? NewHandle<Mapping>(nullptr, std::move(use)) : nullptr;
-}
-
 bool IsViewAccess(DWORD access) {
     return access == FILE_MAP_ALL_ACCESS ||
            (access != 0 && (access & ~(FILE_MAP_READ | FILE_MAP_WRITE)) == 0);
@@ -39,14 +35,14 @@ HANDLE CreateFileMappingW(HANDLE file, SECURITY_ATTRIBUTES* security, DWORD prot
         SetLastError(ERROR_INVALID_PARAMETER);
         return nullptr;
     }
-    return MappingHandle(CreateNamed(name, wanted, security));
+    return HandleOf<Mapping>(CreateNamed(name, wanted, security));
 }
 
 HANDLE OpenFileMappingW(DWORD, BOOL inherit, const WCHAR* name) {
     if (FaultFails("OpenFileMappingW")) {
         return nullptr;
     }
-    return MappingHandle(OpenNamed(name, NamedKind::Mapping, inherit));
+    return HandleOf<Mapping>(OpenNamed(name, NamedKind::Mapping, inherit));
 }
 
 void* MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow, SIZE_T bytes) {

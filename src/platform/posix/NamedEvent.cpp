@@ -70,10 +70,6 @@ void NamedEvent::Set() {
     }
 }
 
-HANDLE EventHandle(NamedUse use) {
-    return use ? NewHandle<NamedEvent>(nullptr, std::move(use)) : nullptr;
-}
-
 }  // namespace
 
 HANDLE CreateNamedEvent(const SECURITY_ATTRIBUTES* security, bool manualReset, bool set,
@@ -82,12 +78,12 @@ HANDLE CreateNamedEvent(const SECURITY_ATTRIBUTES* security, bool manualReset, b
     wanted.kind = NamedKind::Event;
     wanted.manualReset = manualReset;
     wanted.initial = set;
-    return EventHandle(CreateNamed(name, wanted, security));
+    return HandleOf<NamedEvent>(CreateNamed(name, wanted, security));
 }
 
 HANDLE OpenEventW(DWORD, BOOL inherit, const WCHAR* name) {
     if (FaultFails("OpenEventW")) {
         return nullptr;
     }
-    return EventHandle(OpenNamed(name, NamedKind::Event, inherit));
+    return HandleOf<NamedEvent>(OpenNamed(name, NamedKind::Event, inherit));
 }

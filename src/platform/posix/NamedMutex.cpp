@@ -108,22 +108,18 @@ bool NamedMutex::Release() {
     return true;
 }
 
-HANDLE MutexHandle(NamedUse use) {
-    return use ? NewHandle<NamedMutex>(nullptr, std::move(use)) : nullptr;
-}
-
 }  // namespace
 
 HANDLE CreateNamedMutex(const SECURITY_ATTRIBUTES* security, bool owned, const WCHAR* name) {
     NewObject wanted;
     wanted.kind = NamedKind::Mutex;
     wanted.initial = owned;
-    return MutexHandle(CreateNamed(name, wanted, security));
+    return HandleOf<NamedMutex>(CreateNamed(name, wanted, security));
 }
 
 HANDLE OpenMutexW(DWORD, BOOL inherit, const WCHAR* name) {
     if (FaultFails("OpenMutexW")) {
         return nullptr;
     }
-    return MutexHandle(OpenNamed(name, NamedKind::Mutex, inherit));
+    return HandleOf<NamedMutex>(OpenNamed(name, NamedKind::Mutex, inherit));
 }

@@ -44,6 +44,12 @@ private:
     NamedObject* object_ = nullptr;
 };
 
+// A handle to a new T that owns the use; null for no use.
+template <typename T>
+HANDLE HandleOf(NamedUse use) {
+    return use ? NewHandle<T>(nullptr, std::move(use)) : nullptr;
+}
+
 // Opens the object, or makes it when there is none. Sets the last error to 0 when it was made, to
 // ERROR_ALREADY_EXISTS when it was there; else nothing is given back.
 NamedUse CreateNamed(const WCHAR* name, const NewObject& wanted,
