@@ -16,13 +16,10 @@ namespace {
 constexpr mode_t kNewFolderMode = 0755;  // less the process's umask
 
 void FillAttributes(const struct statx& status, WIN32_FILE_ATTRIBUTE_DATA* data) {
-    const bool hasBirth = (status.stx_mask & STATX_BTIME) != 0;
     const bool folder = S_ISDIR(status.stx_mode);
     const std::uint64_t size = folder ? 0 : status.stx_size;
     data->dwFileAttributes = folder ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL;
-    data->ftCreationTime = FileTimeOf(hasBirth ? status.stx_btime : status.stx_mtime);
-    data->ftLastAccessTime = FileTimeOf(status.stx_atime);
-    data->ftLastWriteTime = FileTimeOf(status.stx_mtime);
+    FillTimes(status, data);
     data->nFileSizeHigh = static_cast<DWORD>(size >> 32);
     data->nFileSizeLow = static_cast<DWORD>(size);
 }

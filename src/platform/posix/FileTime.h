@@ -18,6 +18,15 @@ constexpr FILETIME FileTimeFromUnix(std::int64_t seconds, std::uint32_t nanoseco
     return {static_cast<DWORD>(units), static_cast<DWORD>(units >> 32)};
 }
 
-constexpr FILETIME FileTimeOf(const statx_timestamp& time) {
-    return FileTimeFromUnix(time.tv_sec, time.tv_nsec);
+// The three times of what a call tells about a file. Where the system knows no time of creation
+// that of the last write stands for it.
+template <typename Data>
+void FillTimes(const struct statx& status, Data* data) {
+    const auto timeOf = [](const statx_timestamp& time) {
+        return FileTimeFromUnix(time.tv_sec, time.tv_nsec);
+    };
+    const bool hasBirth = (status.stx_mask & STATX_BTIME) != 0;
+    data->ftCreationTime = timeOf(hasBirth ? status.stx_btime : status.stx_mtime);
+    data->ftLastAccessTime = timeOf(status.stx_atime);
+    data->ftLastWriteTime = timeOf(status.stx_mtime);
 }

@@ -28,11 +28,8 @@ void FillFolder(WIN32_FIND_DATAW* data) {
 
 void FillFile(const struct statx& status, WIN32_FIND_DATAW* data) {
     const bool link = S_ISLNK(status.stx_mode);
-    const bool hasBirth = (status.stx_mask & STATX_BTIME) != 0;
     data->dwFileAttributes = link ? FILE_ATTRIBUTE_REPARSE_POINT : FILE_ATTRIBUTE_NORMAL;
-    data->ftCreationTime = FileTimeOf(hasBirth ? status.stx_btime : status.stx_mtime);
-    data->ftLastAccessTime = FileTimeOf(status.stx_atime);
-    data->ftLastWriteTime = FileTimeOf(status.stx_mtime);
+    FillTimes(status, data);
     data->nFileSizeHigh = static_cast<DWORD>(status.stx_size >> 32);
     data->nFileSizeLow = static_cast<DWORD>(status.stx_size);
 }
