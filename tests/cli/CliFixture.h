@@ -18,6 +18,15 @@ struct ToolResult {
     std::string err;
 };
 
+// How often the part is in the text.
+inline std::size_t Count(const std::string& text, const std::string& part) {
+    std::size_t count = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
 class CliFixture : public testing::Test {
 protected:
     CliFixture() {

@@ -8,14 +8,10 @@ namespace {
 class LogConfigTest : public CliFixture {
 protected:
     // How many messages of thread b are in the file, whose two bytes a letter are one and a zero.
-    static int Messages(const std::string& file) {
+    static std::size_t Messages(const std::string& file) {
         std::string text = ReadBytes(file);
         std::erase(text, '\0');
-        int count = 0;
-        for (std::size_t at = 0; (at = text.find("b: message 0.", at)) != std::string::npos; ++at) {
-            ++count;
-        }
-        return count;
+        return Count(text, "b: message 0.");
     }
 
     ~LogConfigTest() override {
@@ -49,7 +45,7 @@ TEST_F(LogConfigTest, TheNextMessageObeys) {
     };
     ASSERT_TRUE((m_host.Ask('b'), m_host.HasLogged('b')));  // now it has set up its log
     for (const auto& step : steps) {
-        const int before[] = {Messages("s/one.Log"), Messages("s/two")};
+        const std::size_t before[] = {Messages("s/one.Log"), Messages("s/two")};
         const ToolResult changed = Run("log " + step.change);
         EXPECT_EQ(changed.exitCode, 0) << changed.err;
         m_host.Ask('b');

@@ -105,14 +105,6 @@ bool RcloneCarries(const std::string& path, const std::string& what) {
            path.find("\u240a") == std::string::npos;
 }
 
-std::size_t Count(const std::string& text, const std::string& part) {
-    std::size_t count = 0;
-    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
-        ++count;
-    }
-    return count;
-}
-
 class SyncUploadTest : public CliFixture {
 protected:
     SyncUploadTest() {
