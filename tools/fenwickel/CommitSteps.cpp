@@ -13,8 +13,6 @@
 
 namespace {
 
-// How long a commit waits for readers of the two listings.
-constexpr std::chrono::seconds kCommitPatience{10};
 constexpr std::chrono::milliseconds kCommitNap{10};
 
 void RequireFileUnheld(const WString& path) {

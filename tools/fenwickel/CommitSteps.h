@@ -1,11 +1,16 @@
 // What ending a run consists of, whichever way its files were named.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 
 #include "LibraryLog.h"
 #include "StateFiles.h"
+
+// How long a commit waits for somebody who looks into a listing: without it everything would have to
+// be sent again for that.
+inline constexpr std::chrono::seconds kCommitPatience{10};
 
 // Number of records in the list. Throws Failure with the remedy when the list is not complete.
 std::uint64_t RequireWholeList(const WString& list, const std::string& remedy);

@@ -16,13 +16,10 @@ namespace {
 
 const char* const kSyncAgain = "discard the run and run fenwickel sync again";
 
-// How long a commit waits for somebody who looks into a listing: without it everything would have
-// to be sent again for that.
-constexpr std::chrono::seconds kUnheldPatience{10};
 constexpr std::chrono::milliseconds kUnheldNap{50};
 
 void AwaitUnheld(const StateFiles& files) {
-    const auto end = std::chrono::steady_clock::now() + kUnheldPatience;
+    const auto end = std::chrono::steady_clock::now() + kCommitPatience;
     for (;;) {
         try {
             return RequireUnheld(files);
