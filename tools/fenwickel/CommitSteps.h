@@ -8,8 +8,8 @@
 #include "LibraryLog.h"
 #include "StateFiles.h"
 
-// How long a commit waits for somebody who looks into a listing: without it everything would have to
-// be sent again for that.
+// How long a commit waits for somebody who looks into a listing: without it everything would have
+// to be sent again for that.
 inline constexpr std::chrono::seconds kCommitPatience{10};
 
 // Number of records in the list. Throws Failure with the remedy when the list is not complete.
