@@ -16,8 +16,10 @@
 #include "logshare/NamedLock.h"
 #include "logshare/RingBlock.h"
 #include "logshare/SharedText.h"
-#include "platform/Host.h"
 #include "platform/Text.h"
+#include "system/Child.h"
+#include "system/Paths.h"
+#include "system/Processes.h"
 
 namespace {
 

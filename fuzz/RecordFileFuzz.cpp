@@ -1,25 +1,24 @@
 // A base file of foreign bytes: reading ends, records keep to their sizes, a whole run over it
 // either fails or lists exactly its records as deleted, and the base stays as it is.
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
 #include "FuzzTarget.h"
 #include "fenwickel/SyncFileDatabase.h"
-#include "platform/Host.h"
 #include "platform/Platform.h"
 
 namespace {
 
-// The three files of a run; the base is a temporary file of this process.
+// The three files of a run, in the system's temporary folder under names of this process.
 struct RunFiles {
     stSyncFileDbContext context;
-    std::string base;
+    std::filesystem::path base = std::filesystem::temp_directory_path() /
+                                 ("fenwickel-fuzz-" + std::to_string(GetCurrentProcessId()));
 
     RunFiles() {
-        context.strBaseDBPath = HostMakeTemporaryFile();
-        Require(!context.strBaseDBPath.empty(), "a temporary file can be made");
-        base = HostDisplayText(context.strBaseDBPath);
+        context.strBaseDBPath = base.string<WCHAR>();
         context.strSyncingDBPath = context.strBaseDBPath + WIDE(".syncing");
         context.strDeleteDBPath = context.strBaseDBPath + WIDE(".deleted");
     }

@@ -5,7 +5,8 @@
 #include <map>
 
 #include "TestRoles.h"
-#include "platform/Host.h"
+#include "system/Processes.h"
+#include "system/Terminal.h"
 
 namespace {
 

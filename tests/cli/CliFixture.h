@@ -8,7 +8,7 @@
 #include <sstream>
 
 #include "TestSupport.h"
-#include "platform/Host.h"
+#include "system/Child.h"
 
 inline constexpr const char* kState = "--base s/b --syncing s/s --deleted s/d ";
 

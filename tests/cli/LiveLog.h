@@ -12,7 +12,8 @@
 #include "TestRoles.h"
 #include "ViewerTurn.h"
 #include "dbglog/DbgLogger.h"
-#include "platform/Host.h"
+#include "system/Child.h"
+#include "system/Processes.h"
 
 inline constexpr int kLimitMs = 30000;  // of every wait: far more than any of them takes
 

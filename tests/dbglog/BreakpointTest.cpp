@@ -10,7 +10,7 @@
 #include "dbglog/SMOutput.h"
 #include "logshare/BreakpointTable.h"
 #include "logshare/LogViewer.h"
-#include "platform/Host.h"
+#include "system/Processes.h"
 
 namespace {
 

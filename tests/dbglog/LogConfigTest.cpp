@@ -7,7 +7,7 @@
 #include "TestSupport.h"
 #include "logshare/NamedLock.h"
 #include "logshare/SharedText.h"
-#include "platform/Host.h"
+#include "system/Child.h"
 
 namespace {
 

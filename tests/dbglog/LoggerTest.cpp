@@ -4,7 +4,7 @@
 #include "TestRoles.h"
 #include "TestSupport.h"
 #include "dbglog/DbgLogger.h"
-#include "platform/Host.h"
+#include "system/Child.h"
 
 namespace {
 

@@ -3,7 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "TestSupport.h"
-#include "platform/Host.h"
+#include "system/Paths.h"
+#include "system/Processes.h"
 
 namespace {
 

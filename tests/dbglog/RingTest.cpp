@@ -10,7 +10,7 @@
 #include "logshare/LogViewer.h"
 #include "logshare/NamedLock.h"
 #include "logshare/SharedText.h"
-#include "platform/Host.h"
+#include "system/Processes.h"
 
 namespace {
 

@@ -14,6 +14,7 @@
 #include "logshare/LogViewer.h"
 #include "logshare/NamedLock.h"
 #include "platform/Text.h"
+#include "system/Processes.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <set>
 #include <string>
 
-#include "platform/Host.h"
 #include "platform/Platform.h"
+#include "system/Child.h"
 
 constexpr int kThreads = 4;                    // of a writer
 constexpr int kSteadyWriters = 3;              // those with the first numbers live

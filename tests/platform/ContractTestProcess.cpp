@@ -2,7 +2,9 @@
 
 #include "TestRoles.h"
 #include "TestSupport.h"
-#include "platform/Host.h"
+#include "system/Child.h"
+#include "system/Processes.h"
+#include "system/Terminal.h"
 
 namespace {
 

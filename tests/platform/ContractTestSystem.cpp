@@ -3,7 +3,8 @@
 #include "FenwickelVersion.h"
 #include "TestSupport.h"
 #include "platform/Folder.h"
-#include "platform/Host.h"
+#include "system/Paths.h"
+#include "system/Processes.h"
 
 namespace {
 

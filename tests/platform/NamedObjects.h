@@ -6,7 +6,7 @@
 #include "TestRoles.h"
 #include "TestSupport.h"
 #include "logshare/NamedLock.h"
-#include "platform/Host.h"
+#include "system/Child.h"
 
 // A test that hangs fails instead.
 inline constexpr DWORD kLimit = 60000;

@@ -4,11 +4,11 @@
 #include <cstdio>
 #include <string_view>
 
-#include "Commands.h"
-#include "ExitCodes.h"
-#include "Failure.h"
-#include "Output.h"
-#include "platform/Host.h"
+#include "commands/Commands.h"
+#include "report/ExitCodes.h"
+#include "report/Failure.h"
+#include "report/Output.h"
+#include "system/Terminal.h"
 
 namespace {
 

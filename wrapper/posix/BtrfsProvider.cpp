@@ -1,8 +1,8 @@
 #include "BtrfsSnapshot.h"
 #include "Providers.h"
 #include "platform/posix/Names.h"
-#include "platform/posix/Subvolume.h"
-#include "platform/posix/Volume.h"
+#include "platform/posix/volume/Subvolume.h"
+#include "platform/posix/volume/Volume.h"
 
 namespace {
 

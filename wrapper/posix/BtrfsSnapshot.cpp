@@ -14,7 +14,7 @@
 #include <thread>
 #include <utility>
 
-#include "platform/posix/Subvolume.h"
+#include "platform/posix/volume/Subvolume.h"
 
 namespace {
 

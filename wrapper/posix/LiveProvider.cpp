@@ -1,6 +1,6 @@
 #include "Providers.h"
 #include "platform/posix/Names.h"
-#include "platform/posix/Volume.h"
+#include "platform/posix/volume/Volume.h"
 
 namespace {
 

@@ -2,14 +2,12 @@
 // mapping.
 #pragma once
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <new>
 #include <utility>
 
 #include "platform/FaultPoint.h"
 #include "platform/Platform.h"
+#include "platform/posix/Descriptor.h"
 #include "platform/posix/Errors.h"
 
 enum class ObjectKind { File, Search, Semaphore, Mutex, Event, Mapping };
@@ -39,10 +37,6 @@ T* ObjectOf(HANDLE handle, ObjectKind kind) {
     return static_cast<T*>(object);
 }
 
-// The descriptor of a handle that CreateFileW gave, still the handle's own. -1 with
-// ERROR_INVALID_HANDLE for anything else.
-int FileDescriptorOf(HANDLE file);
-
 // A new object as a handle; onFailure with ERROR_NOT_ENOUGH_MEMORY when memory is short.
 template <typename T, typename... Arguments>
 HANDLE NewHandle(HANDLE onFailure, Arguments&&... arguments) {
@@ -53,41 +47,3 @@ HANDLE NewHandle(HANDLE onFailure, Arguments&&... arguments) {
     }
     return object;
 }
-
-// Moves a new descriptor that has the number of a standard stream, without which the host was
-// started: what the host prints must not end up in it. -1 with errno on failure, or when given -1.
-inline int BesideStandardStreams(int descriptor) {
-    if (descriptor < 0 || descriptor > STDERR_FILENO) {
-        return descriptor;
-    }
-    const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    const int error = errno;
-    close(descriptor);
-    errno = error;
-    return moved;
-}
-
-// Owns a file descriptor.
-class Descriptor {
-public:
-    explicit Descriptor(int number = -1) : number_(number) {}
-    ~Descriptor() { Reset(-1); }
-    Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-    Descriptor& operator=(Descriptor&& other) noexcept {
-        Reset(std::exchange(other.number_, -1));
-        return *this;
-    }
-
-    explicit operator bool() const { return number_ >= 0; }
-    int get() const { return number_; }
-
-private:
-    void Reset(int number) {
-        if (number_ >= 0) {
-            close(number_);
-        }
-        number_ = number;
-    }
-
-    int number_;
-};

@@ -1,6 +1,6 @@
 // Semaphores, mutexes and events: those without names, and the calls on both sorts.
-#include "platform/posix/NamedObject.h"
 #include "platform/posix/ThreadLock.h"
+#include "platform/posix/named/NamedObject.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/posix/Handle.h"
+#include "platform/posix/Descriptor.h"
 #include "platform/posix/Names.h"
 
 namespace {

@@ -10,7 +10,7 @@
 
 #include "../CliFixture.h"
 #include "../TreeCompare.h"
-#include "platform/Host.h"
+#include "system/Processes.h"
 
 namespace {
 

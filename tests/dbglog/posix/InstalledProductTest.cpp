@@ -3,7 +3,8 @@
 #include "LogCfgForTests.h"
 #include "RegistryFixture.h"
 #include "dbglog/ProductInfo.h"
-#include "platform/Host.h"
+#include "system/Paths.h"
+#include "system/Processes.h"
 
 namespace {
 

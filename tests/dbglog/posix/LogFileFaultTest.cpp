@@ -10,8 +10,9 @@
 #include "logshare/NamedLock.h"
 #include "logshare/SharedText.h"
 #include "platform/FaultPoint.h"
-#include "platform/Host.h"
 #include "posix/RegistryFixture.h"
+#include "system/Child.h"
+#include "system/Processes.h"
 
 namespace {
 

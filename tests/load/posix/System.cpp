@@ -7,7 +7,7 @@
 #include "TestSupport.h"
 #include "load/LoadRoles.h"
 #include "logshare/ConfigBlock.h"
-#include "platform/posix/ObjectName.h"
+#include "platform/posix/named/ObjectName.h"
 
 bool PauseProcess(DWORD id, bool pause) {
     return kill(static_cast<pid_t>(id), pause ? SIGSTOP : SIGCONT) == 0;

@@ -8,8 +8,8 @@
 #include <functional>
 
 #include "../NamedObjects.h"
-#include "platform/posix/NameFile.h"
-#include "platform/posix/ObjectName.h"
+#include "platform/posix/named/NameFile.h"
+#include "platform/posix/named/ObjectName.h"
 
 namespace {
 

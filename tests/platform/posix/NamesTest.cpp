@@ -4,8 +4,9 @@
 
 #include "../FindAll.h"
 #include "TestSupport.h"
-#include "platform/Host.h"
 #include "platform/posix/Names.h"
+#include "system/Entries.h"
+#include "system/Paths.h"
 
 namespace {
 

@@ -10,10 +10,12 @@
 #include "../FindAll.h"
 #include "TestSupport.h"
 #include "platform/FaultPoint.h"
-#include "platform/Host.h"
 #include "platform/posix/Errors.h"
 #include "platform/posix/FileLock.h"
 #include "platform/posix/Rename.h"
+#include "system/Entries.h"
+#include "system/ErrorText.h"
+#include "system/StopSignals.h"
 
 namespace {
 

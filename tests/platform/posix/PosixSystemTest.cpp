@@ -2,8 +2,8 @@
 #include <sys/stat.h>
 
 #include "TestSupport.h"
-#include "platform/Host.h"
 #include "platform/posix/VersionNote.h"
+#include "system/Processes.h"
 
 namespace {
 

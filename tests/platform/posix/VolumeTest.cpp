@@ -1,11 +1,11 @@
-#include "platform/posix/Volume.h"
+#include "platform/posix/volume/Volume.h"
 
 #include <gtest/gtest.h>
 
 #include <sstream>
 
 #include "TestSupport.h"
-#include "platform/Host.h"
+#include "system/Paths.h"
 
 namespace {
 

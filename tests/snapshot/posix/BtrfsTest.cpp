@@ -11,7 +11,8 @@
 #include "fenwickel/MetaVSS.h"
 #include "fenwickel/VSSProviderPolicy.h"
 #include "platform/FaultPoint.h"
-#include "platform/Host.h"
+#include "system/Paths.h"
+#include "system/Volumes.h"
 
 namespace {
 

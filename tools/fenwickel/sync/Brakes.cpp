@@ -4,10 +4,10 @@
 #include <charconv>
 #include <iterator>
 
-#include "../ExitCodes.h"
-#include "../Failure.h"
-#include "../StateFiles.h"
-#include "platform/Host.h"
+#include "listing/StateFiles.h"
+#include "report/ExitCodes.h"
+#include "report/Failure.h"
+#include "system/Entries.h"
 
 namespace {
 

@@ -2,12 +2,12 @@
 #include <cstring>
 #include <vector>
 
-#include "../ExitCodes.h"
-#include "../Failure.h"
-#include "../RecordReader.h"
 #include "Plan.h"
 #include "fenwickel/SyncDBFile.h"
+#include "listing/RecordReader.h"
 #include "platform/Platform.h"
+#include "report/ExitCodes.h"
+#include "report/Failure.h"
 
 namespace {
 

@@ -4,12 +4,13 @@
 #include <cstdio>
 #include <iterator>
 
-#include "../ExitCodes.h"
-#include "../PathPairs.h"
 #include "LeftoverSnapshots.h"
 #include "fenwickel/SyncCodes.h"
-#include "platform/Host.h"
+#include "listing/PathPairs.h"
 #include "platform/Platform.h"
+#include "report/ExitCodes.h"
+#include "system/Entries.h"
+#include "system/Paths.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "../LibraryLog.h"
 #include "fenwickel/MetaVSS.h"
 #include "fenwickel/VSSProviderPolicy.h"
+#include "log/LibraryLog.h"
 
 enum class SnapshotMode {
     Require,  // a point in time or nothing

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "../ExitCodes.h"
-#include "../Failure.h"
 #include "fenwickel/VSSProviderPolicy.h"
-#include "platform/Host.h"
 #include "platform/Platform.h"
+#include "report/ExitCodes.h"
+#include "report/Failure.h"
+#include "system/Entries.h"
 
 namespace {
 

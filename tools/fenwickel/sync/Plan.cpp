@@ -6,15 +6,16 @@
 #include <unordered_set>
 #include <utility>
 
-#include "../ExitCodes.h"
-#include "../Failure.h"
-#include "../PathPairs.h"
-#include "../RecordReader.h"
-#include "ListFile.h"
 #include "fenwickel/SyncRecord.h"
-#include "platform/Host.h"
+#include "listing/PathPairs.h"
+#include "listing/RecordReader.h"
 #include "platform/Platform.h"
 #include "platform/Text.h"
+#include "report/ExitCodes.h"
+#include "report/Failure.h"
+#include "system/Entries.h"
+#include "system/Paths.h"
+#include "upload/ListFile.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include "Brakes.h"
 #include "StateFolder.h"
 #include "Unsettled.h"
-#include "Uploader.h"
+#include "upload/Uploader.h"
 
 // What a plan is made of.
 struct PlanInput {

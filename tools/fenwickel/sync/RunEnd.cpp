@@ -5,12 +5,13 @@
 #include <filesystem>
 #include <thread>
 
-#include "../CommitSteps.h"
-#include "../ExitCodes.h"
-#include "../Failure.h"
-#include "../Stop.h"
-#include "platform/Host.h"
+#include "listing/CommitSteps.h"
 #include "platform/Platform.h"
+#include "report/ExitCodes.h"
+#include "report/Failure.h"
+#include "report/Stop.h"
+#include "system/Entries.h"
+#include "system/Paths.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // How a run of a state folder ends. All functions need the lock of the state.
 #pragma once
 
-#include "../LibraryLog.h"
 #include "RunRecord.h"
+#include "log/LibraryLog.h"
 
 // Commits a run whose files are complete and which is handed over or was sent by hand: writes down
 // that it is committing, commits, deletes the list of deleted files and the lists of paths, puts

@@ -6,11 +6,11 @@
 #include <cstdlib>
 #include <utility>
 
-#include "../ExitCodes.h"
-#include "../Failure.h"
 #include "RunSummaryFields.h"
 #include "platform/Platform.h"
 #include "platform/Text.h"
+#include "report/ExitCodes.h"
+#include "report/Failure.h"
 
 namespace {
 

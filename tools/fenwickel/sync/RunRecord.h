@@ -11,8 +11,8 @@
 #include <string_view>
 #include <vector>
 
-#include "../Json.h"
 #include "StateFolder.h"
+#include "report/Json.h"
 
 // Under which circumstances a base was made. It means nothing under others: the position of a
 // folder is all that a record says about it, and what was sent was sent to one place.

@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <iterator>
 
-#include "../Failure.h"
 #include "RunSummaryFields.h"
+#include "report/Failure.h"
 
 namespace {
 

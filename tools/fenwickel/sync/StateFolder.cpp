@@ -3,10 +3,10 @@
 #include <chrono>
 #include <thread>
 
-#include "../ExitCodes.h"
-#include "../Failure.h"
-#include "platform/Host.h"
 #include "platform/Platform.h"
+#include "report/ExitCodes.h"
+#include "report/Failure.h"
+#include "system/Entries.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "../StateFiles.h"
+#include "listing/StateFiles.h"
 
 struct StateFolder {
     WString path;  // without a separator at its end

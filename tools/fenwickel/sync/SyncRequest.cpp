@@ -4,11 +4,14 @@
 #include <iterator>
 #include <set>
 
-#include "../ExitCodes.h"
-#include "../Failure.h"
-#include "../PathPairs.h"
+#include "listing/PathPairs.h"
 #include "platform/Platform.h"
 #include "platform/Text.h"
+#include "report/ExitCodes.h"
+#include "report/Failure.h"
+#include "system/Entries.h"
+#include "system/Paths.h"
+#include "system/Volumes.h"
 
 namespace {
 

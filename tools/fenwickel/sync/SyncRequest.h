@@ -5,11 +5,11 @@
 #include <memory>
 #include <vector>
 
-#include "../Options.h"
 #include "Brakes.h"
 #include "FolderSnapshot.h"
 #include "StateFolder.h"
-#include "Uploader.h"
+#include "commands/Options.h"
+#include "upload/Uploader.h"
 
 struct SyncRequest {
     SyncOptions options;

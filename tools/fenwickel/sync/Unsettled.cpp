@@ -3,8 +3,8 @@
 #include <cstring>
 #include <vector>
 
-#include "../ExitCodes.h"
 #include "platform/Platform.h"
+#include "report/ExitCodes.h"
 
 namespace {
 

@@ -13,8 +13,8 @@
 #include <string_view>
 #include <unordered_set>
 
-#include "ListFile.h"
 #include "StateFolder.h"
+#include "upload/ListFile.h"
 
 // A folder's index, then the path relative to it: one text, as the file has it.
 WString PathKey(std::uint8_t folder, std::basic_string_view<WCHAR> path);

@@ -1,0 +1,214 @@
+#include "platform/posix/named/NamedObject.h"
+
+#include <unistd.h>
+
+#include <cstring>
+#include <memory>
+#include <mutex>
+
+#include "platform/posix/Security.h"
+#include "platform/posix/named/NamedMaking.h"
+
+namespace {
+
+// Each further attempt means that somebody made or ended the object in between.
+constexpr int kMostCreations = 100;
+constexpr mode_t kForEveryone = 0666;
+constexpr mode_t kForOwner = 0600;
+
+// The named objects that this process has open. Nobody waits for a name file while holding the
+// lock, so that a name that another account blocks does not stop work with the others.
+constinit std::mutex tableLock;
+constinit NamedObject* table = nullptr;
+
+bool IsObjectOf(const NamedObject& object, const ObjectName& name) {
+    return object.local == name.local && std::strcmp(object.path, name.path) == 0 &&
+           name.text == object.text;
+}
+
+NamedUse UseLocked(NamedObject* object) {
+    ++object->uses;
+    return NamedUse(object);
+}
+
+// A use of the object when this process has it open already.
+NamedUse FindLocked(const ObjectName& name) {
+    NamedObject* object = table;
+    while (object != nullptr && !IsObjectOf(*object, name)) {
+        object = object->next;
+    }
+    return object == nullptr ? NamedUse() : UseLocked(object);
+}
+
+NamedUse FindOpen(const ObjectName& name) {
+    const std::lock_guard guard(tableLock);
+    return FindLocked(name);
+}
+
+NamedUse EnterLocked(const ObjectName& name, std::unique_ptr<NamedObject> object) {
+    object->local = name.local;
+    name.text.copy(object->text, kObjectNameCapacity - 1);
+    std::memcpy(object->path, name.path, sizeof object->path);
+    object->next = table;
+    table = object.get();
+    return UseLocked(object.release());
+}
+
+NamedUse OfKind(NamedUse use, NamedKind kind) {
+    if (!use || use->kind == kind) {
+        return use;
+    }
+    SetLastError(ERROR_INVALID_HANDLE);
+    return NamedUse();
+}
+
+Step TryCreate(const ObjectName& name, const NewObject& wanted, mode_t mode, NamedUse* use,
+               bool* made) {
+    std::unique_ptr<NamedObject> object(new (std::nothrow) NamedObject);
+    if (object == nullptr) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return Step::Failed;
+    }
+    NameFile file;
+    const FileState state = OpenNameFile(name.path, LockWay::Alone, &file);
+    if (state == FileState::Refused) {
+        return Step::Failed;
+    }
+    const std::lock_guard guard(tableLock);
+    *use = FindLocked(name);
+    if (*use) {
+        return Step::Done;
+    }
+    const Step step = JoinOrMake(state, name, wanted, mode, &file, object.get(), made);
+    if (step == Step::Done) {
+        *use = EnterLocked(name, std::move(object));
+    }
+    return step;
+}
+
+NamedUse Create(const ObjectName& name, const NewObject& wanted, mode_t mode, bool* made) {
+    NamedUse use;
+    for (int attempt = 0; attempt < kMostCreations; ++attempt) {
+        *made = false;
+        const Step step = TryCreate(name, wanted, mode, &use, made);
+        if (step != Step::Again) {
+            return use;
+        }
+    }
+    SetLastError(ERROR_ACCESS_DENIED);
+    return use;
+}
+
+NamedUse JoinExisting(const ObjectName& name, NamedKind kind, NameFile* file) {
+    std::unique_ptr<NamedObject> object(new (std::nothrow) NamedObject);
+    if (object == nullptr) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return NamedUse();
+    }
+    const std::lock_guard guard(tableLock);
+    if (NamedUse known = FindLocked(name)) {
+        return known;
+    }
+    const bool joined = JoinObject(name, kind, file, object.get());
+    return joined ? EnterLocked(name, std::move(object)) : NamedUse();
+}
+
+// The object has left the table: ends it when no other process holds it.
+void Leave(NamedObject* object) {
+    const int file = object->file.get();
+    struct stat status;
+    // Whoever does not get the lock leaves the file to the next sweep.
+    if (LockNameFile(file, LockWay::Alone)) {
+        if (object->segment.Holders() == 1 && IsNamed(object->path, file, &status)) {
+            unlink(object->path);
+        }
+        object->segment = Segment();
+        UnlockNameFile(file);  // a child of fork keeps the descriptor
+    }
+    delete object;
+}
+
+}  // namespace
+
+NamedUse::~NamedUse() {
+    if (object_ == nullptr) {
+        return;
+    }
+    {
+        const std::lock_guard guard(tableLock);
+        if (--object_->uses > 0) {
+            return;
+        }
+        NamedObject** link = &table;
+        while (*link != object_) {
+            link = &(*link)->next;
+        }
+        *link = object_->next;
+    }
+    const DWORD lastError = GetLastError();
+    Leave(object_);
+    SetLastError(lastError);
+}
+
+NamedUse CreateNamed(const WCHAR* name, const NewObject& wanted,
+                     const SECURITY_ATTRIBUTES* security) {
+    bool everyone = false;
+    ObjectName parsed;
+    if (!ReadSecurity(security, &everyone) || !ParseObjectName(name, &parsed)) {
+        return NamedUse();
+    }
+    bool made = false;
+    NamedUse use = FindOpen(parsed);
+    if (!use) {
+        use = Create(parsed, wanted, everyone ? kForEveryone : kForOwner, &made);
+    }
+    use = OfKind(std::move(use), wanted.kind);
+    if (made && use) {
+        SweepNameFiles();
+    }
+    if (use) {
+        SetLastError(made ? ERROR_SUCCESS : ERROR_ALREADY_EXISTS);
+    }
+    return use;
+}
+
+NamedUse OpenNamed(const WCHAR* name, NamedKind kind, BOOL inherit) {
+    ObjectName parsed;
+    if (inherit != FALSE || name == nullptr) {
+        SetLastError(name == nullptr ? ERROR_INVALID_PARAMETER : ERROR_NOT_SUPPORTED);
+        return NamedUse();
+    }
+    if (!ParseObjectName(name, &parsed)) {
+        return NamedUse();
+    }
+    if (NamedUse known = FindOpen(parsed)) {
+        return OfKind(std::move(known), kind);
+    }
+    NameFile file;
+    const FileState state = OpenNameFile(parsed.path, LockWay::Shared, &file);
+    if (state != FileState::Opened) {
+        if (state == FileState::Missing) {
+            SetLastError(ERROR_FILE_NOT_FOUND);
+        }
+        return NamedUse();
+    }
+    return OfKind(JoinExisting(parsed, kind, &file), kind);
+}
+
+void* AddView(NamedObject* mapping) {
+    const std::lock_guard guard(tableLock);
+    ++mapping->uses;
+    ++mapping->views;
+    return mapping->segment.payload();
+}
+
+NamedUse TakeView(const void* address) {
+    const std::lock_guard guard(tableLock);
+    for (NamedObject* object = table; object != nullptr; object = object->next) {
+        if (object->views > 0 && object->segment.payload() == address) {
+            --object->views;
+            return NamedUse(object);
+        }
+    }
+    return NamedUse();
+}

@@ -1,0 +1,73 @@
+// Objects with names: shared between processes, and by all handles to one name in this process.
+//
+// A named object exists as long as some process holds a handle or a view, however its processes
+// end. CONTRACT.md says how it stands in the system. Any thread may call any function here.
+#pragma once
+
+#include "platform/posix/ThreadLock.h"
+#include "platform/posix/named/NameRecord.h"
+
+// This process's share of an object.
+struct NamedObject {
+    NamedKind kind = NamedKind::Mutex;
+    bool manualReset = false;
+    bool local = false;
+    WCHAR text[kObjectNameCapacity]{};  // the name without its prefix
+    char path[kObjectPathCapacity]{};
+    Descriptor file;  // the name file; its flock is the mutex
+    Segment segment;
+    ThreadLock lock;  // of a mutex: between the threads of this process
+
+    // Under the lock of the table.
+    std::size_t uses = 0;
+    std::size_t views = 0;  // among the uses
+    NamedObject* next = nullptr;
+};
+
+// Keeps an object open. The last use in the last process ends the object.
+class NamedUse {
+public:
+    NamedUse() = default;
+    explicit NamedUse(NamedObject* object) : object_(object) {}
+    NamedUse(NamedUse&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
+    NamedUse& operator=(NamedUse&& other) noexcept {
+        std::swap(object_, other.object_);
+        return *this;
+    }
+    ~NamedUse();
+
+    explicit operator bool() const { return object_ != nullptr; }
+    NamedObject* operator->() const { return object_; }
+    NamedObject* get() const { return object_; }
+
+private:
+    NamedObject* object_ = nullptr;
+};
+
+// A handle to a new T that owns the use; null for no use.
+template <typename T>
+HANDLE HandleOf(NamedUse use) {
+    return use ? NewHandle<T>(nullptr, std::move(use)) : nullptr;
+}
+
+// Opens the object, or makes it when there is none. Sets the last error to 0 when it was made, to
+// ERROR_ALREADY_EXISTS when it was there; else nothing is given back.
+NamedUse CreateNamed(const WCHAR* name, const NewObject& wanted,
+                     const SECURITY_ATTRIBUTES* security);
+
+// Opens an object that exists. inherit must be FALSE.
+NamedUse OpenNamed(const WCHAR* name, NamedKind kind, BOOL inherit);
+
+// A view of an open mapping is a use of its own, which TakeView gives back to be ended; nothing
+// when there is no view at the address.
+void* AddView(NamedObject* mapping);
+NamedUse TakeView(const void* address);
+
+// CreateMutexW and CreateEventW with a name.
+HANDLE CreateNamedMutex(const SECURITY_ATTRIBUTES* security, bool owned, const WCHAR* name);
+HANDLE CreateNamedEvent(const SECURITY_ATTRIBUTES* security, bool manualReset, bool set,
+                        const WCHAR* name);
+
+// Removes the name files, and the memory, that killed processes left, as far as this account may;
+// looks at a limited number of files and never waits.
+void SweepNameFiles();

@@ -1,0 +1,192 @@
+#include "system/Child.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include "platform/posix/Descriptor.h"
+#include "platform/posix/Errors.h"
+#include "platform/posix/Names.h"
+
+namespace {
+
+// A file for what a child prints. Opened here, not in the child: there a failure could not be told
+// from that of the program.
+Descriptor OpenForOutput(const WString& path) {
+    std::string bytes;
+    if (!PathFromWide(path.c_str(), &bytes)) {
+        return Descriptor();
+    }
+    Descriptor file(BesideStandardStreams(Uninterrupted(
+        [&] { return open(bytes.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666); })));
+    if (!file) {
+        SetLastError(OpenErrorAt(errno, bytes));
+    }
+    return file;
+}
+
+// What differs in the child: its standard input is empty, and what the options say.
+class FileActions {
+public:
+    FileActions() {
+        posix_spawn_file_actions_init(&actions_);
+        posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    }
+    ~FileActions() { posix_spawn_file_actions_destroy(&actions_); }
+    FileActions(const FileActions&) = delete;
+    FileActions& operator=(const FileActions&) = delete;
+
+    // False with the last error set.
+    bool Apply(const HostChildOptions& options) {
+        return (!options.outputToErrors || Give(STDERR_FILENO, STDOUT_FILENO)) &&
+               Redirect(options.output, STDOUT_FILENO, &output_) &&
+               Redirect(options.errors, STDERR_FILENO, &errors_) && Inherit(options.inherited);
+    }
+
+    const posix_spawn_file_actions_t* get() const { return &actions_; }
+
+private:
+    bool Redirect(const WString& path, int stream, Descriptor* file) {
+        if (path.empty()) {
+            return true;
+        }
+        *file = OpenForOutput(path);
+        return *file && Give(file->get(), stream);
+    }
+
+    // Duplicating a descriptor onto itself makes it one that outlives the exec.
+    bool Inherit(HANDLE file) {
+        if (file == nullptr) {
+            return true;
+        }
+        const int number = FileDescriptorOf(file);
+        return number >= 0 && Give(number, number);
+    }
+
+    bool Give(int number, int asNumber) {
+        const int error = posix_spawn_file_actions_adddup2(&actions_, number, asNumber);
+        return error == 0 || Fail(CommonError(error)) != FALSE;
+    }
+
+    posix_spawn_file_actions_t actions_;
+    Descriptor output_;
+    Descriptor errors_;
+};
+
+// Signals that this process ignores for its own output are as usual in the child.
+class SpawnAttributes {
+public:
+    SpawnAttributes() {
+        sigset_t usual;
+        sigemptyset(&usual);
+        sigaddset(&usual, SIGPIPE);
+        sigaddset(&usual, SIGXFSZ);
+        posix_spawnattr_init(&attributes_);
+        posix_spawnattr_setsigdefault(&attributes_, &usual);
+        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF);
+    }
+    ~SpawnAttributes() { posix_spawnattr_destroy(&attributes_); }
+    SpawnAttributes(const SpawnAttributes&) = delete;
+    SpawnAttributes& operator=(const SpawnAttributes&) = delete;
+
+    const posix_spawnattr_t* get() const { return &attributes_; }
+
+private:
+    posix_spawnattr_t attributes_;
+};
+
+DWORD StartError(int error) {
+    return error == ENOENT || error == ENOTDIR ? ERROR_FILE_NOT_FOUND : CommonError(error);
+}
+
+int ExitCodeOf(int status) {
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+// The exit code once the child has ended; looks again after ever longer naps until the time is
+// over. A child that somebody else waited for counts as ended with 127.
+std::optional<int> WaitFor(pid_t child, std::uint32_t milliseconds) {
+    using Clock = std::chrono::steady_clock;
+    const bool forever = milliseconds == kHostForever;
+    const auto end = Clock::now() + std::chrono::milliseconds(forever ? 0 : milliseconds);
+    std::chrono::milliseconds nap(1);
+    for (;;) {
+        int status = 0;
+        const pid_t ended =
+            Uninterrupted([&] { return waitpid(child, &status, forever ? 0 : WNOHANG); });
+        if (ended != 0) {
+            return ended < 0 ? 127 : ExitCodeOf(status);
+        }
+        const auto left = end - Clock::now();
+        if (left <= Clock::duration::zero()) {
+            return std::nullopt;
+        }
+        std::this_thread::sleep_for(std::min<Clock::duration>(nap, left));
+        nap = std::min(nap * 2, std::chrono::milliseconds(16));
+    }
+}
+
+}  // namespace
+
+HostChild HostChild::Start(const std::vector<std::string>& command,
+                           const HostChildOptions& options) {
+    HostChild child;
+    std::vector<char*> words;
+    words.reserve(command.size() + 1);
+    for (const std::string& word : command) {
+        words.push_back(const_cast<char*>(word.c_str()));
+    }
+    words.push_back(nullptr);
+    if (command.empty()) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return child;
+    }
+    FileActions actions;
+    if (!actions.Apply(options)) {
+        return child;
+    }
+    const SpawnAttributes attributes;
+    pid_t id = 0;
+    const int error =
+        posix_spawnp(&id, words[0], actions.get(), attributes.get(), words.data(), environ);
+    if (error != 0) {
+        SetLastError(StartError(error));
+        return child;
+    }
+    child.handle_ = id;
+    child.id_ = static_cast<std::uint32_t>(id);
+    return child;
+}
+
+HostChild::~HostChild() {
+    if (handle_ != 0 && !exitCode_) {
+        Kill();
+        Wait(kHostForever);
+    }
+}
+
+// Once the end was seen, the number may belong to another process.
+void HostChild::AskToEnd() {
+    if (handle_ != 0 && !exitCode_) {
+        kill(static_cast<pid_t>(handle_), SIGTERM);
+    }
+}
+
+void HostChild::Kill() {
+    if (handle_ != 0 && !exitCode_) {
+        kill(static_cast<pid_t>(handle_), SIGKILL);
+    }
+}
+
+std::optional<int> HostChild::Wait(std::uint32_t milliseconds) {
+    if (handle_ != 0 && !exitCode_) {
+        exitCode_ = WaitFor(static_cast<pid_t>(handle_), milliseconds);
+    }
+    return exitCode_;
+}

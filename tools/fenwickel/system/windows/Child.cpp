@@ -1,0 +1,211 @@
+#include "system/Child.h"
+
+#include <array>
+#include <utility>
+
+#include "platform/Text.h"
+#include "platform/windows/OwnedHandle.h"
+
+namespace {
+
+// A word of a command line so that the child's own parser gives it back: in quotes, with
+// backslashes doubled where a quote follows them.
+WString Quoted(std::string_view word) {
+    WString quoted = L"\"";
+    std::size_t backslashes = 0;
+    for (const WCHAR unit : WideFromUtf8(word)) {
+        if (unit == L'"') {
+            quoted.append(backslashes + 1, L'\\');
+        }
+        backslashes = unit == L'\\' ? backslashes + 1 : 0;
+        quoted += unit;
+    }
+    quoted.append(backslashes, L'\\');
+    return quoted + L'"';
+}
+
+WString CommandLine(const std::vector<std::string>& command) {
+    WString line;
+    for (const std::string& word : command) {
+        line += (line.empty() ? L"" : L" ") + Quoted(word);
+    }
+    return line;
+}
+
+// The three standard streams of a child and what else it is given, in handles that it may inherit.
+class ChildStreams {
+public:
+    explicit ChildStreams(const HostChildOptions& options) {
+        owned_[0] = Opened(L"NUL", GENERIC_READ, OPEN_EXISTING);
+        owned_[1] =
+            Output(options.output, options.outputToErrors ? STD_ERROR_HANDLE : STD_OUTPUT_HANDLE);
+        owned_[2] = Output(options.errors, STD_ERROR_HANDLE);
+        if (options.inherited != nullptr) {
+            owned_[3] = Required(Duplicated(options.inherited));
+        }
+        for (const OwnedHandle& handle : owned_) {
+            if (handle) {
+                given_[count_++] = handle.get();
+            }
+        }
+    }
+
+    // ERROR_SUCCESS, or why an option could not be met. A standard stream that this process lacks
+    // is lacking in the child, too.
+    DWORD Error() const { return error_; }
+
+    HANDLE Stream(std::size_t index) const { return owned_[index].get(); }
+    HANDLE* Given() { return given_.data(); }
+    std::size_t GivenBytes() const { return count_ * sizeof(HANDLE); }
+
+private:
+    static OwnedHandle Opened(const WCHAR* path, DWORD access, DWORD disposition) {
+        SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+        const HANDLE file = CreateFileW(path, access, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                        &inherited, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+        return OwnedHandle(file == INVALID_HANDLE_VALUE ? nullptr : file);
+    }
+
+    static OwnedHandle Duplicated(HANDLE handle) {
+        HANDLE copy = nullptr;
+        const HANDLE self = GetCurrentProcess();
+        if (!DuplicateHandle(self, handle, self, &copy, 0, TRUE, DUPLICATE_SAME_ACCESS)) {
+            return OwnedHandle();
+        }
+        return OwnedHandle(copy);
+    }
+
+    OwnedHandle Required(OwnedHandle handle) {
+        if (!handle && error_ == ERROR_SUCCESS) {
+            error_ = GetLastError();
+        }
+        return handle;
+    }
+
+    OwnedHandle Output(const WString& path, DWORD stream) {
+        return path.empty() ? Duplicated(GetStdHandle(stream))
+                            : Required(Opened(path.c_str(), GENERIC_WRITE, CREATE_ALWAYS));
+    }
+
+    std::array<OwnedHandle, 4> owned_;
+    std::array<HANDLE, 4> given_{};
+    std::size_t count_ = 0;
+    DWORD error_ = ERROR_SUCCESS;
+};
+
+// The list that keeps every other inheritable handle of this process out of the child.
+class AttributeList {
+public:
+    explicit AttributeList(ChildStreams* streams) {
+        SIZE_T size = 0;
+        InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
+        memory_.resize(size);
+        ready_ = InitializeProcThreadAttributeList(get(), 1, 0, &size) != FALSE;
+        ready_ = ready_ && UpdateProcThreadAttribute(get(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST,
+                                                     streams->Given(), streams->GivenBytes(),
+                                                     nullptr, nullptr) != FALSE;
+    }
+    ~AttributeList() {
+        if (ready_) {
+            DeleteProcThreadAttributeList(get());
+        }
+    }
+    AttributeList(const AttributeList&) = delete;
+    AttributeList& operator=(const AttributeList&) = delete;
+
+    explicit operator bool() const { return ready_; }
+    LPPROC_THREAD_ATTRIBUTE_LIST get() {
+        return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(memory_.data());
+    }
+
+private:
+    std::vector<std::uint64_t> memory_;  // more than enough, in words for their alignment
+    bool ready_ = false;
+};
+
+// The job that all children are put into. Its only handle is closed by the system when this process
+// has ended, in whatever way, and with it end the children. Null when the system gives none.
+HANDLE EndsWithThisProcess() {
+    static const HANDLE job = [] {
+        JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
+        limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
+        const HANDLE made = CreateJobObjectW(nullptr, nullptr);
+        if (made != nullptr) {
+            SetInformationJobObject(made, JobObjectExtendedLimitInformation, &limits,
+                                    sizeof limits);
+        }
+        return made;
+    }();
+    return job;
+}
+
+constexpr UINT kKilled = 137;  // what SIGKILL gives elsewhere
+
+HANDLE HandleOf(std::intptr_t handle) {
+    return reinterpret_cast<HANDLE>(handle);
+}
+
+}  // namespace
+
+HostChild HostChild::Start(const std::vector<std::string>& command,
+                           const HostChildOptions& options) {
+    HostChild child;
+    if (command.empty()) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return child;
+    }
+    ChildStreams streams(options);
+    if (streams.Error() != ERROR_SUCCESS) {
+        SetLastError(streams.Error());
+        return child;
+    }
+    AttributeList attributes(&streams);
+    STARTUPINFOEXW startup{};
+    startup.StartupInfo.cb = sizeof startup;
+    startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
+    startup.StartupInfo.hStdInput = streams.Stream(0);
+    startup.StartupInfo.hStdOutput = streams.Stream(1);
+    startup.StartupInfo.hStdError = streams.Stream(2);
+    startup.lpAttributeList = attributes.get();
+    WString line = CommandLine(command);
+    PROCESS_INFORMATION process{};
+    if (!attributes || !CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE,
+                                       EXTENDED_STARTUPINFO_PRESENT | CREATE_SUSPENDED, nullptr,
+                                       nullptr, &startup.StartupInfo, &process)) {
+        return child;
+    }
+    // Before it runs, so that its own children are in the job, too. Where that is refused it runs
+    // all the same.
+    AssignProcessToJobObject(EndsWithThisProcess(), process.hProcess);
+    ResumeThread(process.hThread);
+    CloseHandle(process.hThread);
+    child.handle_ = reinterpret_cast<std::intptr_t>(process.hProcess);
+    child.id_ = process.dwProcessId;
+    return child;
+}
+
+HostChild::~HostChild() {
+    if (handle_ != 0) {
+        Kill();
+        Wait(INFINITE);
+        CloseHandle(HandleOf(handle_));
+    }
+}
+
+void HostChild::AskToEnd() {}
+
+void HostChild::Kill() {
+    if (handle_ != 0 && !exitCode_) {
+        TerminateProcess(HandleOf(handle_), kKilled);
+    }
+}
+
+std::optional<int> HostChild::Wait(std::uint32_t milliseconds) {
+    DWORD code = 0;
+    if (handle_ != 0 && !exitCode_ &&
+        WaitForSingleObject(HandleOf(handle_), milliseconds) == WAIT_OBJECT_0 &&
+        GetExitCodeProcess(HandleOf(handle_), &code)) {
+        exitCode_ = static_cast<int>(code);
+    }
+    return exitCode_;
+}

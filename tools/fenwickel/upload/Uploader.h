@@ -1,0 +1,73 @@
+// What carries files to the destination: one program that is called for the removals of a folder
+// and one that is called for what is to be sent.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "fenwickel/Types.h"
+#include "system/Entries.h"
+
+// How a list of paths is written for the program: each path relative to the folder, with '/'
+// between components, in the system's own bytes (UTF-8 on Windows).
+struct ListStyle {
+    std::string_view prefix;  // before each path
+    char separator;           // after each path
+};
+
+// What one folder has to hand over.
+struct HandOver {
+    WString folder;    // where it is to be read: inside the snapshot, with '\\' at its end
+    WString place;     // its folder below the destination, "" when it is the destination itself
+    WString removals;  // a file with the list of what is to be removed
+    std::uint64_t removalCount = 0;
+    WString sends;  // a file with the list of what is to be sent
+    std::uint64_t sendCount = 0;
+    // Folders, relative and deepest first, in whose place a file is to be sent. Their files are
+    // among the removals.
+    std::vector<std::string> replacedFolders;
+};
+
+// One thread. Calls block until the program has ended; a stop request ends it.
+class Uploader {
+public:
+    virtual ~Uploader() = default;
+
+    // Gives every program that is started from now on the open file as well: a lock that is held
+    // until the program has ended, also when this process does not live to see that. Not owned.
+    void Share(HANDLE lock) { m_shared = lock; }
+
+    virtual ListStyle Style() const = 0;
+
+    // Why an entry cannot be carried, as "a link", in words that follow "is" or "has"; null when it
+    // can. path is relative and native, as in the lists.
+    virtual const char* Obstacle(std::string_view path, HostEntry kind) const = 0;
+
+    // Whether the destination certainly holds nothing at all. False also where that cannot be told.
+    virtual bool IsDestinationEmpty() = 0;
+
+    // Removes from the destination what the list names; what is not there counts as removed. Empty
+    // lists make no call. Throws Failure (Upload, exit code 10).
+    virtual void Remove(const HandOver& work) = 0;
+
+    // Sends what the list names, whatever the destination has. Returns only when every one of them
+    // has arrived, as far as the program tells. Throws Failure (Upload, exit code 10).
+    virtual void Send(const HandOver& work) = 0;
+
+protected:
+    HANDLE Shared() const { return m_shared; }
+
+private:
+    HANDLE m_shared = nullptr;
+};
+
+// Understands --to: rclone:REMOTE:PATH, rsync:PATH, rsync:HOST:PATH, cmd:TEMPLATE. Throws Failure
+// (Usage). scratch is the path of a file that the uploader may use for what a program prints.
+std::unique_ptr<Uploader> MakeUploader(const std::string& destination, const WString& scratch);
+
+// The folder of this machine that the destination is, in the library's form; "" when it is none or
+// that cannot be told.
+WString LocalDestination(const std::string& destination);
