@@ -44,24 +44,24 @@ public:
         static std::atomic<int> count{0};
         const std::string name = "fenwickel-test-" + std::to_string(GetCurrentProcessId()) + "-" +
                                  std::to_string(++count);
-        path_ = std::filesystem::temp_directory_path() / name;
-        std::filesystem::remove_all(path_);
-        std::filesystem::create_directory(path_);
+        m_path = std::filesystem::temp_directory_path() / name;
+        std::filesystem::remove_all(m_path);
+        std::filesystem::create_directory(m_path);
     }
     ~TempFolder() {
         std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
+        std::filesystem::remove_all(m_path, ignored);
     }
     TempFolder(const TempFolder&) = delete;
     TempFolder& operator=(const TempFolder&) = delete;
 
-    const std::filesystem::path& path() const { return path_; }
-    std::filesystem::path operator/(std::string_view name) const { return path_ / name; }
+    const std::filesystem::path& path() const { return m_path; }
+    std::filesystem::path operator/(std::string_view name) const { return m_path / name; }
 
     // The folder, or a name in it, in the library's form.
-    WString wide() const { return WidePath(path_); }
-    WString wide(std::string_view name) const { return WidePath(path_ / name); }
+    WString wide() const { return WidePath(m_path); }
+    WString wide(std::string_view name) const { return WidePath(m_path / name); }
 
 private:
-    std::filesystem::path path_;
+    std::filesystem::path m_path;
 };

@@ -8,9 +8,9 @@
 // Holds the turn for its lifetime. A test that dies with it hands it on.
 class ViewerTurn {
 public:
-    ViewerTurn() { EXPECT_NE(WaitForSingleObject(turn_.get(), 120000), WAIT_TIMEOUT); }
-    ~ViewerTurn() { ReleaseMutex(turn_.get()); }
+    ViewerTurn() { EXPECT_NE(WaitForSingleObject(m_turn.get(), 120000), WAIT_TIMEOUT); }
+    ~ViewerTurn() { ReleaseMutex(m_turn.get()); }
 
 private:
-    SharedHandle turn_{CreateMutexW(nullptr, FALSE, WIDE("Global\\FENWICKEL_TEST_VIEWER"))};
+    SharedHandle m_turn{CreateMutexW(nullptr, FALSE, WIDE("Global\\FENWICKEL_TEST_VIEWER"))};
 };

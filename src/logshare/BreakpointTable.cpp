@@ -67,18 +67,18 @@ BreakpointTable::BreakpointTable() {
     }
     OwnerMark mark{.dwMagic = kMarkMagic, .dwProcessId = GetCurrentProcessId(), .dwUnique = {}};
     std::memcpy(mark.dwUnique, unique.Data4, sizeof mark.dwUnique);
-    std::memcpy(mark_, &mark, sizeof mark_);
-    alive_.reset(CreateSharedEvent(OwnerEventName(mark)));
-    block_.reset(CreateSharedBlock(kBreakpointBlock, kBreakpointLocalBlock,
-                                   DWORD{sizeof(LogBreakpointTable)}));
+    std::memcpy(m_mark, &mark, sizeof m_mark);
+    m_alive.reset(CreateSharedEvent(OwnerEventName(mark)));
+    m_block.reset(CreateSharedBlock(kBreakpointBlock, kBreakpointLocalBlock,
+                                    DWORD{sizeof(LogBreakpointTable)}));
     OpenToAll everyone;
-    mutex_.reset(CreateMutexW(everyone.get(), FALSE, kBreakpointMutex));
-    if (!alive_ || !block_ || !mutex_) {
+    m_mutex.reset(CreateMutexW(everyone.get(), FALSE, kBreakpointMutex));
+    if (!m_alive || !m_block || !m_mutex) {
         return;
     }
-    event_.reset(CreateSharedEvent(kBreakpointEvent));
-    if (event_) {
-        table_.emplace(block_.get());
+    m_event.reset(CreateSharedEvent(kBreakpointEvent));
+    if (m_event) {
+        m_table.emplace(m_block.get());
         ReleaseDead();
     }
 }
@@ -94,18 +94,18 @@ std::optional<UUID> BreakpointTable::Add(const LogBreakpointWish& wish) {
         wish.text.size() >= kBreakpointTextCapacity || UuidCreate(&id) != 0) {
         return std::nullopt;
     }
-    const NamedLock lock(mutex_.get(), kToolWaitMs);
+    const NamedLock lock(m_mutex.get(), kToolWaitMs);
     if (!lock.Owned()) {
         return std::nullopt;
     }
-    LogBreakpointTable& table = **table_;
+    LogBreakpointTable& table = **m_table;
     auto* const entry =
         std::find_if(std::begin(table.entries), std::end(table.entries),
                      [](const LogBreakpoint& candidate) { return IsZero(candidate.id); });
     if (entry == std::end(table.entries)) {
         return std::nullopt;
     }
-    std::memcpy(entry->reserved, mark_, sizeof mark_);
+    std::memcpy(entry->reserved, m_mark, sizeof m_mark);
     entry->dwProcessId = wish.dwProcessId;
     entry->dwThreadId = wish.dwThreadId;
     entry->dwEnabled = 1;
@@ -121,30 +121,30 @@ std::vector<LogBreakpointHit> BreakpointTable::NewHits() {
     if (!IsOpen()) {
         return fresh;
     }
-    const NamedLock lock(mutex_.get(), kToolWaitMs);
+    const NamedLock lock(m_mutex.get(), kToolWaitMs);
     if (!lock.Owned()) {
         return fresh;
     }
     std::vector<UUID> mine;
-    for (const LogBreakpoint& entry : (*table_)->entries) {
+    for (const LogBreakpoint& entry : (*m_table)->entries) {
         if (IsMine(entry)) {
             mine.push_back(entry.id);
         }
     }
     std::sort(mine.begin(), mine.end(), IsBefore);
     std::vector<UUID> present;
-    for (const LogBreakpointHit& slot : (*table_)->hits) {
+    for (const LogBreakpointHit& slot : (*m_table)->hits) {
         const LogBreakpointHit hit = slot;
         if (!Contains(mine, hit.breakpointId)) {
             continue;
         }
         present.push_back(hit.hitId);
-        if (!Contains(listed_, hit.hitId)) {
+        if (!Contains(m_listed, hit.hitId)) {
             fresh.push_back(hit);
         }
     }
     std::sort(present.begin(), present.end(), IsBefore);
-    listed_ = std::move(present);
+    m_listed = std::move(present);
     return fresh;
 }
 
@@ -152,11 +152,11 @@ bool BreakpointTable::ReleaseHit(const LogBreakpointHit& hit) {
     if (!IsOpen()) {
         return false;
     }
-    const NamedLock lock(mutex_.get(), kToolWaitMs);
+    const NamedLock lock(m_mutex.get(), kToolWaitMs);
     if (!lock.Owned()) {
         return false;
     }
-    auto& hits = (*table_)->hits;
+    auto& hits = (*m_table)->hits;
     const auto slot = std::find_if(std::begin(hits), std::end(hits), [&](const auto& candidate) {
         return SameId(candidate.breakpointId, hit.breakpointId) &&
                SameId(candidate.hitId, hit.hitId);
@@ -176,11 +176,11 @@ void BreakpointTable::ReleaseMine() {
     if (!IsOpen()) {
         return;
     }
-    const NamedLock lock(mutex_.get(), kToolWaitMs);
+    const NamedLock lock(m_mutex.get(), kToolWaitMs);
     if (!lock.Owned()) {
         return;
     }
-    for (LogBreakpoint& entry : (*table_)->entries) {
+    for (LogBreakpoint& entry : (*m_table)->entries) {
         if (IsMine(entry)) {
             ReleaseEntry(entry, false);
         }
@@ -192,12 +192,12 @@ int BreakpointTable::ReleaseDead() {
     if (!IsOpen()) {
         return 0;
     }
-    const NamedLock lock(mutex_.get(), kToolWaitMs);
+    const NamedLock lock(m_mutex.get(), kToolWaitMs);
     if (!lock.Owned()) {
         return 0;
     }
     int released = 0;
-    for (LogBreakpoint& entry : (*table_)->entries) {
+    for (LogBreakpoint& entry : (*m_table)->entries) {
         const OwnerMark owner = MarkOf(entry.reserved);
         if (!IsZero(entry.id) && owner.dwMagic == kMarkMagic && !OwnerLives(owner)) {
             released += ReleaseEntry(entry, true);
@@ -208,11 +208,11 @@ int BreakpointTable::ReleaseDead() {
 }
 
 bool BreakpointTable::Wait(DWORD milliseconds) {
-    return event_ && WaitForSingleObject(event_.get(), milliseconds) == WAIT_OBJECT_0;
+    return m_event && WaitForSingleObject(m_event.get(), milliseconds) == WAIT_OBJECT_0;
 }
 
 bool BreakpointTable::IsMine(const LogBreakpoint& entry) const {
-    return !IsZero(entry.id) && std::memcmp(entry.reserved, mark_, sizeof mark_) == 0;
+    return !IsZero(entry.id) && std::memcmp(entry.reserved, m_mark, sizeof m_mark) == 0;
 }
 
 // Between the entry of a hit and the making of its event the library holds no lock. Whoever stays
@@ -227,9 +227,9 @@ bool BreakpointTable::Signal(const UUID& hitId, bool weStay) {
     if (!event || !SetEvent(event.get())) {
         return false;
     }
-    released_.push_back(std::move(event));
-    if (released_.size() > kMostReleased) {
-        released_.pop_front();
+    m_released.push_back(std::move(event));
+    if (m_released.size() > kMostReleased) {
+        m_released.pop_front();
     }
     return true;
 }
@@ -239,7 +239,7 @@ int BreakpointTable::ReleaseEntry(LogBreakpoint& entry, bool weStay) {
     int released = 0;
     bool complete = true;
     const UUID id = entry.id;
-    for (LogBreakpointHit& slot : (*table_)->hits) {
+    for (LogBreakpointHit& slot : (*m_table)->hits) {
         if (IsZero(id) || !SameId(slot.breakpointId, id)) {
             continue;
         }
@@ -258,7 +258,7 @@ int BreakpointTable::ReleaseEntry(LogBreakpoint& entry, bool weStay) {
 }
 
 void BreakpointTable::UpdateCount() {
-    LogBreakpointTable& table = **table_;
+    LogBreakpointTable& table = **m_table;
     DWORD count = 0;
     for (DWORD i = 0; i < kBreakpointCount; ++i) {
         if (!IsZero(table.entries[i].id)) {

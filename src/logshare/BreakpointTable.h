@@ -35,7 +35,7 @@ public:
 
     // False when the objects could not be made or are not what they should be; the constructor left
     // the last error. Nothing works then.
-    bool IsOpen() const { return table_.has_value() && *table_; }
+    bool IsOpen() const { return m_table.has_value() && *m_table; }
 
     // Sets a breakpoint. Its id; nothing when the table is full or could not be locked, when the
     // executable is empty, and when one of the texts does not fit.
@@ -67,12 +67,12 @@ private:
     int ReleaseEntry(LogBreakpoint& entry, bool weStay);
     void UpdateCount();
 
-    BYTE mark_[16] = {};  // what the reserved bytes of this object's entries hold
-    SharedHandle alive_;  // the event that the mark names
-    SharedHandle block_;
-    SharedHandle mutex_;
-    SharedHandle event_;
-    std::optional<SharedView<LogBreakpointTable>> table_;
-    std::vector<UUID> listed_;           // sorted ids of hits shown that are still there
-    std::deque<SharedHandle> released_;  // signals for threads that have not come to wait yet
+    BYTE m_mark[16] = {};  // what the reserved bytes of this object's entries hold
+    SharedHandle m_alive;  // the event that the mark names
+    SharedHandle m_block;
+    SharedHandle m_mutex;
+    SharedHandle m_event;
+    std::optional<SharedView<LogBreakpointTable>> m_table;
+    std::vector<UUID> m_listed;           // sorted ids of hits shown that are still there
+    std::deque<SharedHandle> m_released;  // signals for threads that have not come to wait yet
 };

@@ -116,9 +116,9 @@ LogViewer::LogViewer() {
         ours = MakeEvent(kOwnPresence);
         presence = MakeEvent(kViewerPresenceEvent);
     }
-    foreignViewer_ = presence.existed && !ours.existed;
-    ours_ = std::move(ours.handle);
-    presence_ = std::move(presence.handle);
+    m_foreignViewer = presence.existed && !ours.existed;
+    m_ours = std::move(ours.handle);
+    m_presence = std::move(presence.handle);
 }
 
 LogViewer::~LogViewer() = default;
@@ -138,17 +138,17 @@ LogWatch LogViewer::Watch(const WString& executable) {
     if (!event.handle) {
         return LogWatch::Failed;
     }
-    if (watcher.existed || (event.existed && foreignViewer_)) {
+    if (watcher.existed || (event.existed && m_foreignViewer)) {
         return LogWatch::Taken;
     }
     ring->watcher = std::move(watcher.handle);
     ring->event = std::move(event.handle);
-    rings_.push_back(std::move(ring));
+    m_rings.push_back(std::move(ring));
     return LogWatch::Watching;
 }
 
 bool LogViewer::Watches(const WString& executable) const {
-    return std::any_of(rings_.begin(), rings_.end(),
+    return std::any_of(m_rings.begin(), m_rings.end(),
                        [name = UpperCase(executable)](const std::unique_ptr<Ring>& ring) {
                            return ring->name == name;
                        });
@@ -159,12 +159,12 @@ bool LogViewer::LetAttach(const WString& executable) {
     if (!event.handle) {
         return false;
     }
-    attachEvents_.push_back(std::move(event.handle));
+    m_attachEvents.push_back(std::move(event.handle));
     return true;
 }
 
 void LogViewer::Poll(std::list<CLogMessage*>* messages, std::vector<LogLoss>* losses) {
-    for (const std::unique_ptr<Ring>& ring : rings_) {
+    for (const std::unique_ptr<Ring>& ring : m_rings) {
         ring->Poll(messages, losses);
     }
 }
@@ -174,14 +174,14 @@ bool LogViewer::Wait(DWORD milliseconds) {
     using Clock = std::chrono::steady_clock;
     const auto end = Clock::now() + std::chrono::milliseconds(milliseconds);
     do {
-        for (const std::unique_ptr<Ring>& ring : rings_) {
+        for (const std::unique_ptr<Ring>& ring : m_rings) {
             const DWORD slice =
-                std::max(kSliceMs / static_cast<DWORD>(rings_.size()), kShortestSliceMs);
+                std::max(kSliceMs / static_cast<DWORD>(m_rings.size()), kShortestSliceMs);
             if (WaitForSingleObject(ring->event.get(), slice) == WAIT_OBJECT_0) {
                 return true;
             }
         }
-        if (rings_.empty()) {
+        if (m_rings.empty()) {
             std::this_thread::sleep_for(std::chrono::milliseconds(kSliceMs));
         }
     } while (Clock::now() < end);

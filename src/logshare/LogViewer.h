@@ -38,7 +38,7 @@ public:
     LogViewer& operator=(const LogViewer&) = delete;
 
     // False when the presence could not be made known; the constructor left the last error.
-    bool IsPresent() const { return presence_ != nullptr; }
+    bool IsPresent() const { return m_presence != nullptr; }
 
     // Watches the executable, named by its file name, from now on. An executable has one watcher:
     // a record that one viewer has taken is not seen by another.
@@ -64,9 +64,9 @@ public:
 private:
     struct Ring;
 
-    SharedHandle ours_;           // tells other tools of this kind that the presence is explained
-    SharedHandle presence_;       // null when it could not be made
-    bool foreignViewer_ = false;  // some other program was present when this object was made
-    std::vector<std::unique_ptr<Ring>> rings_;
-    std::vector<SharedHandle> attachEvents_;  // ring events of LetAttach
+    SharedHandle m_ours;           // tells other tools of this kind that the presence is explained
+    SharedHandle m_presence;       // null when it could not be made
+    bool m_foreignViewer = false;  // some other program was present when this object was made
+    std::vector<std::unique_ptr<Ring>> m_rings;
+    std::vector<SharedHandle> m_attachEvents;  // ring events of LetAttach
 };

@@ -11,36 +11,36 @@
 class NamedLock {
 public:
     NamedLock(HANDLE mutex, DWORD milliseconds)
-        : mutex_(mutex), result_(WaitForSingleObject(mutex, milliseconds)) {}
-    ~NamedLock() { ReleaseMutex(mutex_); }
+        : m_mutex(mutex), m_result(WaitForSingleObject(mutex, milliseconds)) {}
+    ~NamedLock() { ReleaseMutex(m_mutex); }
     NamedLock(const NamedLock&) = delete;
     NamedLock& operator=(const NamedLock&) = delete;
 
-    bool Owned() const { return result_ == WAIT_OBJECT_0; }
+    bool Owned() const { return m_result == WAIT_OBJECT_0; }
 
 private:
-    HANDLE mutex_;
-    DWORD result_;
+    HANDLE m_mutex;
+    DWORD m_result;
 };
 
 // Security attributes with a null access list. Must outlive the call that they are passed to.
 class OpenToAll {
 public:
     OpenToAll() {
-        InitializeSecurityDescriptor(&descriptor_, SECURITY_DESCRIPTOR_REVISION);
-        SetSecurityDescriptorDacl(&descriptor_, TRUE, nullptr, FALSE);
-        attributes_.nLength = sizeof attributes_;
-        attributes_.lpSecurityDescriptor = &descriptor_;
-        attributes_.bInheritHandle = FALSE;
+        InitializeSecurityDescriptor(&m_descriptor, SECURITY_DESCRIPTOR_REVISION);
+        SetSecurityDescriptorDacl(&m_descriptor, TRUE, nullptr, FALSE);
+        m_attributes.nLength = sizeof m_attributes;
+        m_attributes.lpSecurityDescriptor = &m_descriptor;
+        m_attributes.bInheritHandle = FALSE;
     }
     OpenToAll(const OpenToAll&) = delete;
     OpenToAll& operator=(const OpenToAll&) = delete;
 
-    SECURITY_ATTRIBUTES* get() { return &attributes_; }
+    SECURITY_ATTRIBUTES* get() { return &m_attributes; }
 
 private:
-    SECURITY_DESCRIPTOR descriptor_;
-    SECURITY_ATTRIBUTES attributes_;
+    SECURITY_DESCRIPTOR m_descriptor;
+    SECURITY_ATTRIBUTES m_attributes;
 };
 
 // Creates the mapping under the global name, or under the local one where the global one is denied.

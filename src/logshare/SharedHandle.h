@@ -19,21 +19,21 @@ template <typename T>
 class SharedView {
 public:
     explicit SharedView(HANDLE block)
-        : view_(static_cast<T*>(MapViewOfFile(block, FILE_MAP_ALL_ACCESS, 0, 0, sizeof(T)))) {}
+        : m_view(static_cast<T*>(MapViewOfFile(block, FILE_MAP_ALL_ACCESS, 0, 0, sizeof(T)))) {}
     ~SharedView() {
-        if (view_ != nullptr) {
-            UnmapViewOfFile(view_);
+        if (m_view != nullptr) {
+            UnmapViewOfFile(m_view);
         }
     }
     SharedView(const SharedView&) = delete;
     SharedView& operator=(const SharedView&) = delete;
 
-    explicit operator bool() const { return view_ != nullptr; }
-    T* operator->() const { return view_; }
-    T& operator*() const { return *view_; }
+    explicit operator bool() const { return m_view != nullptr; }
+    T* operator->() const { return m_view; }
+    T& operator*() const { return *m_view; }
 
 private:
-    T* view_;
+    T* m_view;
 };
 
 // The value as it is in shared memory now, read exactly once: what was checked is what is used,

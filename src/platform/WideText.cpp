@@ -10,27 +10,27 @@ constexpr char32_t kReplacement = 0xFFFD;
 // The target of a formatting: keeps what fits and drops the rest.
 class Output {
 public:
-    Output(WCHAR* buffer, std::size_t capacity) : buffer_(buffer), last_(capacity - 1) {}
+    Output(WCHAR* buffer, std::size_t capacity) : m_buffer(buffer), m_last(capacity - 1) {}
 
     void Put(WCHAR unit) {
-        if (used_ < last_) {
-            buffer_[used_++] = unit;
+        if (m_used < m_last) {
+            m_buffer[m_used++] = unit;
         }
     }
     void Fill(WCHAR unit, std::size_t count) {
-        for (; count > 0 && used_ < last_; --count) {
-            buffer_[used_++] = unit;
+        for (; count > 0 && m_used < m_last; --count) {
+            m_buffer[m_used++] = unit;
         }
     }
     std::size_t Finish() {
-        buffer_[used_] = 0;
-        return used_;
+        m_buffer[m_used] = 0;
+        return m_used;
     }
 
 private:
-    WCHAR* buffer_;
-    std::size_t last_;
-    std::size_t used_ = 0;
+    WCHAR* m_buffer;
+    std::size_t m_last;
+    std::size_t m_used = 0;
 };
 
 enum class Size { Int, Long, Int64 };
@@ -107,22 +107,22 @@ void PutNumber(Output* output, const Conversion& conversion, std::uint64_t magni
 // Holds the argument list in a class, so that a helper can advance it for its caller.
 class Arguments {
 public:
-    explicit Arguments(std::va_list list) { va_copy(list_, list); }
-    ~Arguments() { va_end(list_); }
+    explicit Arguments(std::va_list list) { va_copy(m_list, list); }
+    ~Arguments() { va_end(m_list); }
     Arguments(const Arguments&) = delete;
     Arguments& operator=(const Arguments&) = delete;
 
-    const WCHAR* Text() { return va_arg(list_, const WCHAR*); }
-    WCHAR Unit() { return static_cast<WCHAR>(va_arg(list_, int)); }
+    const WCHAR* Text() { return va_arg(m_list, const WCHAR*); }
+    WCHAR Unit() { return static_cast<WCHAR>(va_arg(m_list, int)); }
     std::int64_t Signed(Size size) {
-        return size == Size::Int64 ? va_arg(list_, std::int64_t) : va_arg(list_, std::int32_t);
+        return size == Size::Int64 ? va_arg(m_list, std::int64_t) : va_arg(m_list, std::int32_t);
     }
     std::uint64_t Unsigned(Size size) {
-        return size == Size::Int64 ? va_arg(list_, std::uint64_t) : va_arg(list_, std::uint32_t);
+        return size == Size::Int64 ? va_arg(m_list, std::uint64_t) : va_arg(m_list, std::uint32_t);
     }
 
 private:
-    std::va_list list_;
+    std::va_list m_list;
 };
 
 void PutText(Output* output, const Conversion& conversion, const WCHAR* text) {

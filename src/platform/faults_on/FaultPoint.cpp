@@ -209,14 +209,14 @@ DWORD FaultLimit(const char*, DWORD byteCount) {
     return isShort ? std::min(byteCount / 2, kShortTransfer) : byteCount;
 }
 
-FaultScope::FaultScope(const char* name) : outermost_(scopeName == nullptr) {
-    if (outermost_) {
+FaultScope::FaultScope(const char* name) : m_outermost(scopeName == nullptr) {
+    if (m_outermost) {
         scopeName = name;
     }
 }
 
 FaultScope::~FaultScope() {
-    if (outermost_) {
+    if (m_outermost) {
         scopeName = nullptr;
     }
 }

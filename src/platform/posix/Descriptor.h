@@ -29,24 +29,24 @@ inline int BesideStandardStreams(int descriptor) {
 // Owns a file descriptor.
 class Descriptor {
 public:
-    explicit Descriptor(int number = -1) : number_(number) {}
+    explicit Descriptor(int number = -1) : m_number(number) {}
     ~Descriptor() { Reset(-1); }
-    Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+    Descriptor(Descriptor&& other) noexcept : m_number(std::exchange(other.m_number, -1)) {}
     Descriptor& operator=(Descriptor&& other) noexcept {
-        Reset(std::exchange(other.number_, -1));
+        Reset(std::exchange(other.m_number, -1));
         return *this;
     }
 
-    explicit operator bool() const { return number_ >= 0; }
-    int get() const { return number_; }
+    explicit operator bool() const { return m_number >= 0; }
+    int get() const { return m_number; }
 
 private:
     void Reset(int number) {
-        if (number_ >= 0) {
-            close(number_);
+        if (m_number >= 0) {
+            close(m_number);
         }
-        number_ = number;
+        m_number = number;
     }
 
-    int number_;
+    int m_number;
 };

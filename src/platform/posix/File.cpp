@@ -16,11 +16,11 @@ namespace {
 class File final : public Object {
 public:
     explicit File(Descriptor descriptor)
-        : Object(ObjectKind::File), descriptor_(std::move(descriptor)) {}
-    int get() const { return descriptor_.get(); }
+        : Object(ObjectKind::File), m_descriptor(std::move(descriptor)) {}
+    int get() const { return m_descriptor.get(); }
 
 private:
-    Descriptor descriptor_;
+    Descriptor m_descriptor;
 };
 
 // What the caller's access, sharing and disposition mean here.

@@ -36,19 +36,19 @@ void FillFile(const struct statx& status, WIN32_FIND_DATAW* data) {
 
 class Search final : public Object {
 public:
-    explicit Search(Descriptor folder) : Object(ObjectKind::Search), folder_(std::move(folder)) {}
+    explicit Search(Descriptor folder) : Object(ObjectKind::Search), m_folder(std::move(folder)) {}
 
     // The next entry; otherwise a code, ERROR_NO_MORE_FILES at the end.
     DWORD Next(WIN32_FIND_DATAW* data) {
         for (;;) {
-            if (position_ == filled_) {
+            if (m_position == m_filled) {
                 const DWORD code = ReadFolder(data);
-                if (code != ERROR_SUCCESS || position_ == filled_) {
+                if (code != ERROR_SUCCESS || m_position == m_filled) {
                     return code;
                 }
             }
-            const auto* const entry = reinterpret_cast<const dirent64*>(buffer_ + position_);
-            position_ += entry->d_reclen;
+            const auto* const entry = reinterpret_cast<const dirent64*>(m_buffer + m_position);
+            m_position += entry->d_reclen;
             const DWORD code = Fill(*entry, data);
             if (code != ERROR_FILE_NOT_FOUND) {
                 return code;
@@ -59,25 +59,25 @@ public:
 private:
     DWORD ReadFolder(WIN32_FIND_DATAW* data) {
         const ssize_t count =
-            Uninterrupted([&] { return getdents64(folder_.get(), buffer_, kBufferBytes); });
+            Uninterrupted([&] { return getdents64(m_folder.get(), m_buffer, kBufferBytes); });
         if (count < 0) {
             return SearchError(errno);
         }
         if (count == 0) {
             return End(data);
         }
-        any_ = true;
-        position_ = 0;
-        filled_ = static_cast<std::size_t>(count);
+        m_any = true;
+        m_position = 0;
+        m_filled = static_cast<std::size_t>(count);
         return ERROR_SUCCESS;
     }
 
     // Some file systems list no "." and "..": an empty folder there must not look like a failure.
     DWORD End(WIN32_FIND_DATAW* data) {
-        if (any_) {
+        if (m_any) {
             return ERROR_NO_MORE_FILES;
         }
-        any_ = true;
+        m_any = true;
         FillFolder(data);
         WideFromName(".", 1, data->cFileName);
         return ERROR_SUCCESS;
@@ -120,7 +120,7 @@ private:
     DWORD FillStatus(const char* name, WIN32_FIND_DATAW* data) {
         struct statx status;
         if (Uninterrupted([&] {
-                return statx(folder_.get(), name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, kStatMask,
+                return statx(m_folder.get(), name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, kStatMask,
                              &status);
             }) != 0) {
             return errno == ENOENT ? ERROR_FILE_NOT_FOUND : CommonError(errno);
@@ -133,12 +133,12 @@ private:
         return ERROR_SUCCESS;
     }
 
-    Descriptor folder_;
-    std::size_t position_ = 0;
-    std::size_t filled_ = 0;
-    bool any_ = false;
+    Descriptor m_folder;
+    std::size_t m_position = 0;
+    std::size_t m_filled = 0;
+    bool m_any = false;
     // Not initialised. Longer by one entry, since an entry's declared type is longer than most.
-    alignas(dirent64) char buffer_[kBufferBytes + sizeof(dirent64)];
+    alignas(dirent64) char m_buffer[kBufferBytes + sizeof(dirent64)];
 };
 
 Descriptor OpenFolderAt(int folder, const std::string& path, int flags) {

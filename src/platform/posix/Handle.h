@@ -15,15 +15,15 @@ enum class ObjectKind { File, Search, Semaphore, Mutex, Event, Mapping };
 // The base of everything behind a handle. Destroying it releases what it holds.
 class Object {
 public:
-    explicit Object(ObjectKind kind) : kind_(kind) { FaultHandleOpened(); }
+    explicit Object(ObjectKind kind) : m_kind(kind) { FaultHandleOpened(); }
     virtual ~Object() { FaultHandleClosed(); }
     Object(const Object&) = delete;
     Object& operator=(const Object&) = delete;
 
-    ObjectKind kind() const { return kind_; }
+    ObjectKind kind() const { return m_kind; }
 
 private:
-    const ObjectKind kind_;
+    const ObjectKind m_kind;
 };
 
 // The object of this kind behind the handle; null with ERROR_INVALID_HANDLE when it is another.

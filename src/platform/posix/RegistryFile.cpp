@@ -123,23 +123,23 @@ std::optional<RegistryValue> NumberValue(WideView text) {
 // Reads one file: the state is the key that the values belong to.
 class Parser {
 public:
-    explicit Parser(WideView text) : text_(text) {}
+    explicit Parser(WideView text) : m_text(text) {}
 
     RegistryKeys Parse() {
-        while (!text_.empty()) {
-            const WideView line = NextLine(&text_);
+        while (!m_text.empty()) {
+            const WideView line = NextLine(&m_text);
             if (line.starts_with(WCHAR{'['})) {
                 BeginKey(line);
             } else if (line.starts_with(WCHAR{'"'}) || line.starts_with(WCHAR{'@'})) {
                 ReadValue(line);
             }
         }
-        return std::move(keys_);
+        return std::move(m_keys);
     }
 
 private:
     void BeginKey(WideView line) {
-        current_ = nullptr;
+        m_current = nullptr;
         const std::size_t end = line.rfind(WCHAR{']'});
         if (end == WideView::npos || !IsRest(line.substr(end + 1))) {
             return;
@@ -150,21 +150,21 @@ private:
         if (removes) {
             RemoveKey(key);
         } else if (!key.empty()) {
-            current_ = &keys_[key];
+            m_current = &m_keys[key];
         }
     }
 
     // With all keys below it. The key above it stays, also when no line of its own names it.
     void RemoveKey(const WString& path) {
         bool found = false;
-        for (auto key = FindRegistryKey(keys_, path); key != keys_.end();
-             key = FindRegistryKey(keys_, path)) {
-            keys_.erase(key);
+        for (auto key = FindRegistryKey(m_keys, path); key != m_keys.end();
+             key = FindRegistryKey(m_keys, path)) {
+            m_keys.erase(key);
             found = true;
         }
         const std::size_t above = path.rfind(WCHAR{'\\'});
         if (found && above != WString::npos) {
-            keys_[path.substr(0, above)];
+            m_keys[path.substr(0, above)];
         }
     }
 
@@ -183,10 +183,10 @@ private:
         const WString key = UpperCase(*name);
         const bool removes = line.starts_with(WCHAR{'-'}) && IsRest(line.substr(1));
         const std::optional<RegistryValue> value = removes ? std::nullopt : ReadData(line);
-        if (removes && current_ != nullptr) {
-            current_->erase(key);
-        } else if (value && current_ != nullptr) {
-            (*current_)[key] = *value;
+        if (removes && m_current != nullptr) {
+            m_current->erase(key);
+        } else if (value && m_current != nullptr) {
+            (*m_current)[key] = *value;
         }
     }
 
@@ -216,7 +216,7 @@ private:
         RegistryValue value{type, {}};
         for (text = Trimmed(text); !IsRest(text); text = Trimmed(text)) {
             if (text == WIDE("\\")) {
-                text = NextLine(&text_);
+                text = NextLine(&m_text);
                 continue;
             }
             const std::optional<DWORD> byte = TakeHex(&text, 0xFF);
@@ -229,9 +229,9 @@ private:
         return value;
     }
 
-    WideView text_;
-    RegistryKeys keys_;
-    RegistryValues* current_ = nullptr;  // null between a damaged or removed key and the next one
+    WideView m_text;
+    RegistryKeys m_keys;
+    RegistryValues* m_current = nullptr;  // null between a damaged or removed key and the next one
 };
 
 }  // namespace

@@ -7,17 +7,17 @@ namespace {
 class Semaphore final : public Waitable, private ThreadWait {
 public:
     Semaphore(LONG count, LONG maximum)
-        : Waitable(ObjectKind::Semaphore), maximum_(maximum), count_(count) {}
+        : Waitable(ObjectKind::Semaphore), m_maximum(maximum), m_count(count) {}
 
     DWORD Wait(DWORD milliseconds) override { return WaitFor(milliseconds); }
 
     bool Release(LONG releaseCount, LONG* previous) {
-        LONG count = count_.load(std::memory_order_relaxed);
+        LONG count = m_count.load(std::memory_order_relaxed);
         do {
-            if (releaseCount > maximum_ - count) {
+            if (releaseCount > m_maximum - count) {
                 return false;
             }
-        } while (!count_.compare_exchange_weak(count, count + releaseCount));
+        } while (!m_count.compare_exchange_weak(count, count + releaseCount));
         if (previous != nullptr) {
             *previous = count;
         }
@@ -27,57 +27,57 @@ public:
 
 private:
     bool TryAcquire() override {
-        LONG count = count_.load();
+        LONG count = m_count.load();
         while (count > 0) {
-            if (count_.compare_exchange_weak(count, count - 1)) {
+            if (m_count.compare_exchange_weak(count, count - 1)) {
                 return true;
             }
         }
         return false;
     }
 
-    const LONG maximum_;
-    alignas(kCacheLine) std::atomic<LONG> count_;
+    const LONG m_maximum;
+    alignas(kCacheLine) std::atomic<LONG> m_count;
 };
 
 class Mutex final : public MutexObject {
 public:
     explicit Mutex(bool owned) {
         if (owned) {
-            lock_.WaitFor(0);
+            m_lock.WaitFor(0);
         }
     }
 
-    DWORD Wait(DWORD milliseconds) override { return lock_.WaitFor(milliseconds); }
+    DWORD Wait(DWORD milliseconds) override { return m_lock.WaitFor(milliseconds); }
 
     bool Release() override {
-        const bool owned = lock_.OwnedHere();
+        const bool owned = m_lock.OwnedHere();
         if (owned) {
-            lock_.Release();
+            m_lock.Release();
         }
         return owned;
     }
 
 private:
-    ThreadLock lock_;
+    ThreadLock m_lock;
 };
 
 class Event final : public EventObject, private ThreadWait {
 public:
-    Event(bool manualReset, bool set) : manualReset_(manualReset), set_(set) {}
+    Event(bool manualReset, bool set) : m_manualReset(manualReset), m_set(set) {}
 
     DWORD Wait(DWORD milliseconds) override { return WaitFor(milliseconds); }
     void Set() override {
-        set_.store(true);
+        m_set.store(true);
         WakeSleepers();
     }
-    void Reset() override { set_.store(false); }
+    void Reset() override { m_set.store(false); }
 
 private:
-    bool TryAcquire() override { return set_.load() && (manualReset_ || set_.exchange(false)); }
+    bool TryAcquire() override { return m_set.load() && (m_manualReset || m_set.exchange(false)); }
 
-    const bool manualReset_;
-    alignas(kCacheLine) std::atomic<bool> set_;
+    const bool m_manualReset;
+    alignas(kCacheLine) std::atomic<bool> m_set;
 };
 
 // What objects without a name cannot be created with.

@@ -8,10 +8,10 @@ std::uint64_t ThreadNumber() {
 
 bool ThreadLock::TryAcquire() {
     const std::uint64_t self = ThreadNumber();
-    std::uint64_t owner = owner_.load();
-    if (owner != self && (owner != 0 || !owner_.compare_exchange_strong(owner, self))) {
+    std::uint64_t owner = m_owner.load();
+    if (owner != self && (owner != 0 || !m_owner.compare_exchange_strong(owner, self))) {
         return false;
     }
-    ++depth_;
+    ++m_depth;
     return true;
 }

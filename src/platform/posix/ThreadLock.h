@@ -10,15 +10,15 @@ std::uint64_t ThreadNumber();
 
 class ThreadLock final : public ThreadWait {
 public:
-    bool OwnedHere() const { return owner_.load(std::memory_order_relaxed) == ThreadNumber(); }
+    bool OwnedHere() const { return m_owner.load(std::memory_order_relaxed) == ThreadNumber(); }
 
     // How often the owner has taken it. For the owner alone.
-    std::uint64_t Depth() const { return depth_; }
+    std::uint64_t Depth() const { return m_depth; }
 
     // For the owner alone.
     void Release() {
-        if (--depth_ == 0) {
-            owner_.store(0);
+        if (--m_depth == 0) {
+            m_owner.store(0);
             WakeSleepers();
         }
     }
@@ -26,6 +26,6 @@ public:
 private:
     bool TryAcquire() override;
 
-    alignas(kCacheLine) std::atomic<std::uint64_t> owner_{0};
-    std::uint64_t depth_ = 0;  // written by the owner alone
+    alignas(kCacheLine) std::atomic<std::uint64_t> m_owner{0};
+    std::uint64_t m_depth = 0;  // written by the owner alone
 };

@@ -45,12 +45,12 @@ DWORD ThreadWait::WaitFor(DWORD milliseconds) {
 }
 
 void ThreadWait::WakeSleepers() {
-    if (sleepers_.load(std::memory_order_seq_cst) == 0) {
+    if (m_sleepers.load(std::memory_order_seq_cst) == 0) {
         return;
     }
     // Whoever counted itself a sleeper either sees the change or is inside wait once we hold this.
-    const std::lock_guard guard(mutex_);
-    wakeUp_.notify_all();
+    const std::lock_guard guard(m_mutex);
+    m_wakeUp.notify_all();
 }
 
 bool ThreadWait::Spin() {
@@ -78,14 +78,14 @@ bool ThreadWait::Nap() {
 }
 
 void ThreadWait::Sleep() {
-    sleepers_.fetch_add(1, std::memory_order_seq_cst);
+    m_sleepers.fetch_add(1, std::memory_order_seq_cst);
     {
-        std::unique_lock lock(mutex_);
+        std::unique_lock lock(m_mutex);
         while (!TryAcquire()) {
-            wakeUp_.wait(lock);
+            m_wakeUp.wait(lock);
         }
     }
-    sleepers_.fetch_sub(1, std::memory_order_seq_cst);
+    m_sleepers.fetch_sub(1, std::memory_order_seq_cst);
 }
 
 bool ThreadWait::NapUntil(DWORD limit) {

@@ -40,9 +40,9 @@ private:
     void Sleep();
     bool NapUntil(DWORD milliseconds);
 
-    alignas(kCacheLine) std::atomic<int> sleepers_{0};
-    std::mutex mutex_;
-    std::condition_variable wakeUp_;
+    alignas(kCacheLine) std::atomic<int> m_sleepers{0};
+    std::mutex m_mutex;
+    std::condition_variable m_wakeUp;
 };
 
 // The base of semaphores, mutexes and events, with a name or without.

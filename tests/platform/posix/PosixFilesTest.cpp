@@ -27,16 +27,16 @@ HANDLE OpenRecords(const WString& path) {
 // Gives up root's rights while it lives; false where the rights of files mean nothing all the same.
 class Unprivileged {
 public:
-    Unprivileged() { dropped_ = geteuid() == 0 && seteuid(65534) == 0; }
+    Unprivileged() { m_dropped = geteuid() == 0 && seteuid(65534) == 0; }
     ~Unprivileged() {
-        if (dropped_) {
+        if (m_dropped) {
             EXPECT_EQ(seteuid(0), 0);
         }
     }
     explicit operator bool() const { return geteuid() != 0; }
 
 private:
-    bool dropped_;
+    bool m_dropped;
 };
 
 TEST(PosixFind, KindsOfEntriesAndTimes) {

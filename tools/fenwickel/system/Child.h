@@ -37,8 +37,8 @@ public:
     HostChild& operator=(HostChild&& other) noexcept;
     ~HostChild();
 
-    explicit operator bool() const { return handle_ != 0; }
-    std::uint32_t Id() const { return id_; }
+    explicit operator bool() const { return m_handle != 0; }
+    std::uint32_t Id() const { return m_id; }
 
     // Asks it to end, by SIGTERM. Without effect on Windows, where only the console asks.
     void AskToEnd();
@@ -51,7 +51,7 @@ public:
     std::optional<int> Wait(std::uint32_t milliseconds);
 
 private:
-    std::intptr_t handle_ = 0;  // process handle on Windows, process id elsewhere
-    std::uint32_t id_ = 0;
-    std::optional<int> exitCode_;
+    std::intptr_t m_handle = 0;  // process handle on Windows, process id elsewhere
+    std::uint32_t m_id = 0;
+    std::optional<int> m_exitCode;
 };

@@ -8,8 +8,8 @@ HostChild::HostChild(HostChild&& other) noexcept {
 }
 
 HostChild& HostChild::operator=(HostChild&& other) noexcept {
-    std::swap(handle_, other.handle_);
-    std::swap(id_, other.id_);
-    std::swap(exitCode_, other.exitCode_);
+    std::swap(m_handle, other.m_handle);
+    std::swap(m_id, other.m_id);
+    std::swap(m_exitCode, other.m_exitCode);
     return *this;
 }

@@ -25,7 +25,7 @@ public:
     FaultScope& operator=(const FaultScope&) = delete;
 
 private:
-    bool outermost_;
+    bool m_outermost;
 };
 
 // Arms one fault, replacing any other: the nth call (from 1) of the named function, or of any

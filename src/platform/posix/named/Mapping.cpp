@@ -5,11 +5,11 @@ namespace {
 
 class Mapping final : public Object {
 public:
-    explicit Mapping(NamedUse use) : Object(ObjectKind::Mapping), use_(std::move(use)) {}
-    NamedObject* object() const { return use_.get(); }
+    explicit Mapping(NamedUse use) : Object(ObjectKind::Mapping), m_use(std::move(use)) {}
+    NamedObject* object() const { return m_use.get(); }
 
 private:
-    NamedUse use_;
+    NamedUse m_use;
 };
 
 bool IsViewAccess(DWORD access) {

@@ -31,23 +31,23 @@ static_assert(offsetof(NameRecord, checksum) % sizeof(std::uint64_t) == 0);
 class FileLimitSignalHeld {
 public:
     FileLimitSignalHeld() {
-        sigemptyset(&signal_);
-        sigaddset(&signal_, SIGXFSZ);
-        pthread_sigmask(SIG_BLOCK, &signal_, &before_);
+        sigemptyset(&m_signal);
+        sigaddset(&m_signal, SIGXFSZ);
+        pthread_sigmask(SIG_BLOCK, &m_signal, &m_before);
     }
     ~FileLimitSignalHeld() {
         const int error = errno;
         constexpr timespec kAtOnce{};
-        sigtimedwait(&signal_, nullptr, &kAtOnce);
-        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+        sigtimedwait(&m_signal, nullptr, &kAtOnce);
+        pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
         errno = error;
     }
     FileLimitSignalHeld(const FileLimitSignalHeld&) = delete;
     FileLimitSignalHeld& operator=(const FileLimitSignalHeld&) = delete;
 
 private:
-    sigset_t signal_;
-    sigset_t before_;
+    sigset_t m_signal;
+    sigset_t m_before;
 };
 
 bool WriteNameRecord(int file, NameRecord* record) {

@@ -20,22 +20,22 @@ constexpr nanoseconds kLongestSleep = std::chrono::milliseconds(100);
 
 class NamedEvent final : public EventObject {
 public:
-    explicit NamedEvent(NamedUse use) : use_(std::move(use)) {}
+    explicit NamedEvent(NamedUse use) : m_use(std::move(use)) {}
 
     DWORD Wait(DWORD milliseconds) override;
     void Set() override;
     void Reset() override { Word().store(0); }
 
 private:
-    std::atomic<std::uint32_t>& Word() const { return use_->segment.header()->word; }
+    std::atomic<std::uint32_t>& Word() const { return m_use->segment.header()->word; }
     bool TryTake() const;
     void SleepWhileUnset(nanoseconds longest) const;
 
-    NamedUse use_;
+    NamedUse m_use;
 };
 
 bool NamedEvent::TryTake() const {
-    if (use_->manualReset) {
+    if (m_use->manualReset) {
         return Word().load() != 0;
     }
     return Word().load() != 0 && Word().exchange(0) != 0;

@@ -91,29 +91,29 @@ public:
     bool Choose(const char* path) {
         std::uint64_t random = 0;
         const bool chosen = MakeRandom(&random);
-        MakeTemporaryPath(path, random, path_);
+        MakeTemporaryPath(path, random, m_path);
         return chosen;
     }
 
     // Gives the file its final name in one step: one that keeps a second name for a killed maker
     // cannot be used again by another account. 0 or an errno.
     int Publish(const char* path) {
-        const int error = RenameNoReplace(path_, path);
-        published_ = error == 0;
+        const int error = RenameNoReplace(m_path, path);
+        m_published = error == 0;
         return error;
     }
 
     ~TemporaryName() {
-        if (!published_) {
-            unlink(path_);
+        if (!m_published) {
+            unlink(m_path);
         }
     }
 
-    const char* path() const { return path_; }
+    const char* path() const { return m_path; }
 
 private:
-    char path_[kTemporaryPathCapacity]{};
-    bool published_ = false;
+    char m_path[kTemporaryPathCapacity]{};
+    bool m_published = false;
 };
 
 // Makes the object under a name of its own first, so that nobody ever sees half of one.

@@ -55,7 +55,7 @@ DWORD FlockUntil(int file, Clock::time_point end) {
 
 class NamedMutex final : public MutexObject {
 public:
-    explicit NamedMutex(NamedUse use) : use_(std::move(use)) {}
+    explicit NamedMutex(NamedUse use) : m_use(std::move(use)) {}
 
     DWORD Wait(DWORD milliseconds) override;
     bool Release() override;
@@ -63,11 +63,11 @@ public:
 private:
     DWORD LockFile(DWORD milliseconds, Clock::time_point start) const;
 
-    NamedUse use_;
+    NamedUse m_use;
 };
 
 DWORD NamedMutex::LockFile(DWORD milliseconds, Clock::time_point start) const {
-    const int file = use_->file.get();
+    const int file = m_use->file.get();
     const DWORD result = TryFlock(file);
     if (result != WAIT_TIMEOUT || milliseconds == 0) {
         return result;
@@ -79,7 +79,7 @@ DWORD NamedMutex::LockFile(DWORD milliseconds, Clock::time_point start) const {
 
 DWORD NamedMutex::Wait(DWORD milliseconds) {
     const Clock::time_point start = Clock::now();
-    ThreadLock& lock = use_->lock;
+    ThreadLock& lock = m_use->lock;
     if (lock.WaitFor(milliseconds) != WAIT_OBJECT_0) {
         return WAIT_TIMEOUT;
     }
@@ -92,17 +92,17 @@ DWORD NamedMutex::Wait(DWORD milliseconds) {
         return result;
     }
     // An owner takes its mark away before it lets go: a mark found here is that of a dead one.
-    return use_->segment.header()->word.exchange(1) == 0 ? WAIT_OBJECT_0 : WAIT_ABANDONED;
+    return m_use->segment.header()->word.exchange(1) == 0 ? WAIT_OBJECT_0 : WAIT_ABANDONED;
 }
 
 bool NamedMutex::Release() {
-    ThreadLock& lock = use_->lock;
+    ThreadLock& lock = m_use->lock;
     if (!lock.OwnedHere()) {
         return false;
     }
     if (lock.Depth() == 1) {
-        use_->segment.header()->word.store(0);
-        flock(use_->file.get(), LOCK_UN);
+        m_use->segment.header()->word.store(0);
+        flock(m_use->file.get(), LOCK_UN);
     }
     lock.Release();
     return true;

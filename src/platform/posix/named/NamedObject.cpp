@@ -131,22 +131,22 @@ void Leave(NamedObject* object) {
 }  // namespace
 
 NamedUse::~NamedUse() {
-    if (object_ == nullptr) {
+    if (m_object == nullptr) {
         return;
     }
     {
         const std::lock_guard guard(tableLock);
-        if (--object_->uses > 0) {
+        if (--m_object->uses > 0) {
             return;
         }
         NamedObject** link = &table;
-        while (*link != object_) {
+        while (*link != m_object) {
             link = &(*link)->next;
         }
-        *link = object_->next;
+        *link = m_object->next;
     }
     const DWORD lastError = GetLastError();
-    Leave(object_);
+    Leave(m_object);
     SetLastError(lastError);
 }
 

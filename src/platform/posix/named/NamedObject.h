@@ -28,20 +28,20 @@ struct NamedObject {
 class NamedUse {
 public:
     NamedUse() = default;
-    explicit NamedUse(NamedObject* object) : object_(object) {}
-    NamedUse(NamedUse&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
+    explicit NamedUse(NamedObject* object) : m_object(object) {}
+    NamedUse(NamedUse&& other) noexcept : m_object(std::exchange(other.m_object, nullptr)) {}
     NamedUse& operator=(NamedUse&& other) noexcept {
-        std::swap(object_, other.object_);
+        std::swap(m_object, other.m_object);
         return *this;
     }
     ~NamedUse();
 
-    explicit operator bool() const { return object_ != nullptr; }
-    NamedObject* operator->() const { return object_; }
-    NamedObject* get() const { return object_; }
+    explicit operator bool() const { return m_object != nullptr; }
+    NamedObject* operator->() const { return m_object; }
+    NamedObject* get() const { return m_object; }
 
 private:
-    NamedObject* object_ = nullptr;
+    NamedObject* m_object = nullptr;
 };
 
 // A handle to a new T that owns the use; null for no use.

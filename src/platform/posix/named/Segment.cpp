@@ -45,11 +45,11 @@ Segment::Segment(Segment&& other) noexcept {
 }
 
 Segment& Segment::operator=(Segment&& other) noexcept {
-    std::swap(memory_, other.memory_);
-    std::swap(capacity_, other.capacity_);
-    std::swap(holdersAtFirst_, other.holdersAtFirst_);
-    std::swap(markedAtFirst_, other.markedAtFirst_);
-    std::swap(id_, other.id_);
+    std::swap(m_memory, other.m_memory);
+    std::swap(m_capacity, other.m_capacity);
+    std::swap(m_holdersAtFirst, other.m_holdersAtFirst);
+    std::swap(m_markedAtFirst, other.m_markedAtFirst);
+    std::swap(m_id, other.m_id);
     return *this;
 }
 
@@ -58,12 +58,12 @@ Segment::~Segment() {
 }
 
 void* Segment::payload() const {
-    return static_cast<char*>(memory_) + PageSize();
+    return static_cast<char*>(m_memory) + PageSize();
 }
 
 std::size_t Segment::Holders() const {
     shmid_ds status;
-    return shmctl(id_, IPC_STAT, &status) == 0 ? status.shm_nattch : 0;
+    return shmctl(m_id, IPC_STAT, &status) == 0 ? status.shm_nattch : 0;
 }
 
 bool Segment::Make(key_t key, std::uint64_t payloadSize, mode_t mode) {
@@ -96,8 +96,8 @@ bool Segment::Attach(int id) {
     }
     g_detached.load(std::memory_order_acquire);
     Detach();
-    memory_ = memory;
-    id_ = id;
+    m_memory = memory;
+    m_id = id;
     if (!Measure()) {
         Detach();
         errno = EINVAL;
@@ -107,22 +107,22 @@ bool Segment::Attach(int id) {
 }
 
 void Segment::Detach() {
-    if (memory_ != nullptr) {
+    if (m_memory != nullptr) {
         g_detached.fetch_add(1, std::memory_order_release);
-        shmdt(memory_);
+        shmdt(m_memory);
     }
-    memory_ = nullptr;
+    m_memory = nullptr;
 }
 
 // The size is the system's word; what the header says may be anybody's.
 bool Segment::Measure() {
     shmid_ds status;
-    if (shmctl(id_, IPC_STAT, &status) != 0 || status.shm_segsz < PageSize()) {
+    if (shmctl(m_id, IPC_STAT, &status) != 0 || status.shm_segsz < PageSize()) {
         return false;
     }
-    capacity_ = InPages(status.shm_segsz) - PageSize();
-    holdersAtFirst_ = status.shm_nattch;
-    markedAtFirst_ = (status.shm_perm.mode & SHM_DEST) != 0;
+    m_capacity = InPages(status.shm_segsz) - PageSize();
+    m_holdersAtFirst = status.shm_nattch;
+    m_markedAtFirst = (status.shm_perm.mode & SHM_DEST) != 0;
     return true;
 }
 

@@ -29,22 +29,22 @@ public:
     Segment& operator=(Segment&& other) noexcept;
     ~Segment();
 
-    explicit operator bool() const { return memory_ != nullptr; }
-    int id() const { return id_; }
-    SegmentHeader* header() const { return static_cast<SegmentHeader*>(memory_); }
+    explicit operator bool() const { return m_memory != nullptr; }
+    int id() const { return m_id; }
+    SegmentHeader* header() const { return static_cast<SegmentHeader*>(m_memory); }
     void* payload() const;
 
     // Bytes of payload that are really there, in whole pages.
-    std::size_t Capacity() const { return capacity_; }
+    std::size_t Capacity() const { return m_capacity; }
 
     // Attachments of all processes, this one included: now (0 when that cannot be told), and when
     // this one was made.
     std::size_t Holders() const;
-    std::size_t HoldersAtFirst() const { return holdersAtFirst_; }
+    std::size_t HoldersAtFirst() const { return m_holdersAtFirst; }
 
     // Whether it was marked for removal when this attachment was made, as memory of this layer is
     // before anybody can find it.
-    bool MarkedAtFirst() const { return markedAtFirst_; }
+    bool MarkedAtFirst() const { return m_markedAtFirst; }
 
     // New memory, all zero, under a key that no other has (EEXIST otherwise, try another). The key
     // is gone when this returns. False sets errno.
@@ -57,11 +57,11 @@ private:
     void Detach();
     bool Measure();
 
-    void* memory_ = nullptr;
-    std::size_t capacity_ = 0;
-    std::size_t holdersAtFirst_ = 0;
-    bool markedAtFirst_ = false;
-    int id_ = -1;
+    void* m_memory = nullptr;
+    std::size_t m_capacity = 0;
+    std::size_t m_holdersAtFirst = 0;
+    bool m_markedAtFirst = false;
+    int m_id = -1;
 };
 
 // A key that marks memory in the making as this layer's own.

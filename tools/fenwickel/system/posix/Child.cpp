@@ -35,21 +35,21 @@ Descriptor OpenForOutput(const WString& path) {
 class FileActions {
 public:
     FileActions() {
-        posix_spawn_file_actions_init(&actions_);
-        posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+        posix_spawn_file_actions_init(&m_actions);
+        posix_spawn_file_actions_addopen(&m_actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     }
-    ~FileActions() { posix_spawn_file_actions_destroy(&actions_); }
+    ~FileActions() { posix_spawn_file_actions_destroy(&m_actions); }
     FileActions(const FileActions&) = delete;
     FileActions& operator=(const FileActions&) = delete;
 
     // False with the last error set.
     bool Apply(const HostChildOptions& options) {
         return (!options.outputToErrors || Give(STDERR_FILENO, STDOUT_FILENO)) &&
-               Redirect(options.output, STDOUT_FILENO, &output_) &&
-               Redirect(options.errors, STDERR_FILENO, &errors_) && Inherit(options.inherited);
+               Redirect(options.output, STDOUT_FILENO, &m_output) &&
+               Redirect(options.errors, STDERR_FILENO, &m_errors) && Inherit(options.inherited);
     }
 
-    const posix_spawn_file_actions_t* get() const { return &actions_; }
+    const posix_spawn_file_actions_t* get() const { return &m_actions; }
 
 private:
     bool Redirect(const WString& path, int stream, Descriptor* file) {
@@ -70,13 +70,13 @@ private:
     }
 
     bool Give(int number, int asNumber) {
-        const int error = posix_spawn_file_actions_adddup2(&actions_, number, asNumber);
+        const int error = posix_spawn_file_actions_adddup2(&m_actions, number, asNumber);
         return error == 0 || Fail(CommonError(error)) != FALSE;
     }
 
-    posix_spawn_file_actions_t actions_;
-    Descriptor output_;
-    Descriptor errors_;
+    posix_spawn_file_actions_t m_actions;
+    Descriptor m_output;
+    Descriptor m_errors;
 };
 
 // Signals that this process ignores for its own output are as usual in the child.
@@ -87,18 +87,18 @@ public:
         sigemptyset(&usual);
         sigaddset(&usual, SIGPIPE);
         sigaddset(&usual, SIGXFSZ);
-        posix_spawnattr_init(&attributes_);
-        posix_spawnattr_setsigdefault(&attributes_, &usual);
-        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF);
+        posix_spawnattr_init(&m_attributes);
+        posix_spawnattr_setsigdefault(&m_attributes, &usual);
+        posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETSIGDEF);
     }
-    ~SpawnAttributes() { posix_spawnattr_destroy(&attributes_); }
+    ~SpawnAttributes() { posix_spawnattr_destroy(&m_attributes); }
     SpawnAttributes(const SpawnAttributes&) = delete;
     SpawnAttributes& operator=(const SpawnAttributes&) = delete;
 
-    const posix_spawnattr_t* get() const { return &attributes_; }
+    const posix_spawnattr_t* get() const { return &m_attributes; }
 
 private:
-    posix_spawnattr_t attributes_;
+    posix_spawnattr_t m_attributes;
 };
 
 DWORD StartError(int error) {
@@ -159,13 +159,13 @@ HostChild HostChild::Start(const std::vector<std::string>& command,
         SetLastError(StartError(error));
         return child;
     }
-    child.handle_ = id;
-    child.id_ = static_cast<std::uint32_t>(id);
+    child.m_handle = id;
+    child.m_id = static_cast<std::uint32_t>(id);
     return child;
 }
 
 HostChild::~HostChild() {
-    if (handle_ != 0 && !exitCode_) {
+    if (m_handle != 0 && !m_exitCode) {
         Kill();
         Wait(kHostForever);
     }
@@ -173,20 +173,20 @@ HostChild::~HostChild() {
 
 // Once the end was seen, the number may belong to another process.
 void HostChild::AskToEnd() {
-    if (handle_ != 0 && !exitCode_) {
-        kill(static_cast<pid_t>(handle_), SIGTERM);
+    if (m_handle != 0 && !m_exitCode) {
+        kill(static_cast<pid_t>(m_handle), SIGTERM);
     }
 }
 
 void HostChild::Kill() {
-    if (handle_ != 0 && !exitCode_) {
-        kill(static_cast<pid_t>(handle_), SIGKILL);
+    if (m_handle != 0 && !m_exitCode) {
+        kill(static_cast<pid_t>(m_handle), SIGKILL);
     }
 }
 
 std::optional<int> HostChild::Wait(std::uint32_t milliseconds) {
-    if (handle_ != 0 && !exitCode_) {
-        exitCode_ = WaitFor(static_cast<pid_t>(handle_), milliseconds);
+    if (m_handle != 0 && !m_exitCode) {
+        m_exitCode = WaitFor(static_cast<pid_t>(m_handle), milliseconds);
     }
-    return exitCode_;
+    return m_exitCode;
 }

@@ -36,27 +36,27 @@ WString CommandLine(const std::vector<std::string>& command) {
 class ChildStreams {
 public:
     explicit ChildStreams(const HostChildOptions& options) {
-        owned_[0] = Opened(L"NUL", GENERIC_READ, OPEN_EXISTING);
-        owned_[1] =
+        m_owned[0] = Opened(L"NUL", GENERIC_READ, OPEN_EXISTING);
+        m_owned[1] =
             Output(options.output, options.outputToErrors ? STD_ERROR_HANDLE : STD_OUTPUT_HANDLE);
-        owned_[2] = Output(options.errors, STD_ERROR_HANDLE);
+        m_owned[2] = Output(options.errors, STD_ERROR_HANDLE);
         if (options.inherited != nullptr) {
-            owned_[3] = Required(Duplicated(options.inherited));
+            m_owned[3] = Required(Duplicated(options.inherited));
         }
-        for (const OwnedHandle& handle : owned_) {
+        for (const OwnedHandle& handle : m_owned) {
             if (handle) {
-                given_[count_++] = handle.get();
+                m_given[m_count++] = handle.get();
             }
         }
     }
 
     // ERROR_SUCCESS, or why an option could not be met. A standard stream that this process lacks
     // is lacking in the child, too.
-    DWORD Error() const { return error_; }
+    DWORD Error() const { return m_error; }
 
-    HANDLE Stream(std::size_t index) const { return owned_[index].get(); }
-    HANDLE* Given() { return given_.data(); }
-    std::size_t GivenBytes() const { return count_ * sizeof(HANDLE); }
+    HANDLE Stream(std::size_t index) const { return m_owned[index].get(); }
+    HANDLE* Given() { return m_given.data(); }
+    std::size_t GivenBytes() const { return m_count * sizeof(HANDLE); }
 
 private:
     static OwnedHandle Opened(const WCHAR* path, DWORD access, DWORD disposition) {
@@ -76,8 +76,8 @@ private:
     }
 
     OwnedHandle Required(OwnedHandle handle) {
-        if (!handle && error_ == ERROR_SUCCESS) {
-            error_ = GetLastError();
+        if (!handle && m_error == ERROR_SUCCESS) {
+            m_error = GetLastError();
         }
         return handle;
     }
@@ -87,10 +87,10 @@ private:
                             : Required(Opened(path.c_str(), GENERIC_WRITE, CREATE_ALWAYS));
     }
 
-    std::array<OwnedHandle, 4> owned_;
-    std::array<HANDLE, 4> given_{};
-    std::size_t count_ = 0;
-    DWORD error_ = ERROR_SUCCESS;
+    std::array<OwnedHandle, 4> m_owned;
+    std::array<HANDLE, 4> m_given{};
+    std::size_t m_count = 0;
+    DWORD m_error = ERROR_SUCCESS;
 };
 
 // The list that keeps every other inheritable handle of this process out of the child.
@@ -99,28 +99,28 @@ public:
     explicit AttributeList(ChildStreams* streams) {
         SIZE_T size = 0;
         InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
-        memory_.resize(size);
-        ready_ = InitializeProcThreadAttributeList(get(), 1, 0, &size) != FALSE;
-        ready_ = ready_ && UpdateProcThreadAttribute(get(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST,
-                                                     streams->Given(), streams->GivenBytes(),
-                                                     nullptr, nullptr) != FALSE;
+        m_memory.resize(size);
+        m_ready = InitializeProcThreadAttributeList(get(), 1, 0, &size) != FALSE;
+        m_ready = m_ready && UpdateProcThreadAttribute(get(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST,
+                                                       streams->Given(), streams->GivenBytes(),
+                                                       nullptr, nullptr) != FALSE;
     }
     ~AttributeList() {
-        if (ready_) {
+        if (m_ready) {
             DeleteProcThreadAttributeList(get());
         }
     }
     AttributeList(const AttributeList&) = delete;
     AttributeList& operator=(const AttributeList&) = delete;
 
-    explicit operator bool() const { return ready_; }
+    explicit operator bool() const { return m_ready; }
     LPPROC_THREAD_ATTRIBUTE_LIST get() {
-        return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(memory_.data());
+        return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(m_memory.data());
     }
 
 private:
-    std::vector<std::uint64_t> memory_;  // more than enough, in words for their alignment
-    bool ready_ = false;
+    std::vector<std::uint64_t> m_memory;  // more than enough, in words for their alignment
+    bool m_ready = false;
 };
 
 // The job that all children are put into. Its only handle is closed by the system when this process
@@ -179,33 +179,33 @@ HostChild HostChild::Start(const std::vector<std::string>& command,
     AssignProcessToJobObject(EndsWithThisProcess(), process.hProcess);
     ResumeThread(process.hThread);
     CloseHandle(process.hThread);
-    child.handle_ = reinterpret_cast<std::intptr_t>(process.hProcess);
-    child.id_ = process.dwProcessId;
+    child.m_handle = reinterpret_cast<std::intptr_t>(process.hProcess);
+    child.m_id = process.dwProcessId;
     return child;
 }
 
 HostChild::~HostChild() {
-    if (handle_ != 0) {
+    if (m_handle != 0) {
         Kill();
         Wait(INFINITE);
-        CloseHandle(HandleOf(handle_));
+        CloseHandle(HandleOf(m_handle));
     }
 }
 
 void HostChild::AskToEnd() {}
 
 void HostChild::Kill() {
-    if (handle_ != 0 && !exitCode_) {
-        TerminateProcess(HandleOf(handle_), kKilled);
+    if (m_handle != 0 && !m_exitCode) {
+        TerminateProcess(HandleOf(m_handle), kKilled);
     }
 }
 
 std::optional<int> HostChild::Wait(std::uint32_t milliseconds) {
     DWORD code = 0;
-    if (handle_ != 0 && !exitCode_ &&
-        WaitForSingleObject(HandleOf(handle_), milliseconds) == WAIT_OBJECT_0 &&
-        GetExitCodeProcess(HandleOf(handle_), &code)) {
-        exitCode_ = static_cast<int>(code);
+    if (m_handle != 0 && !m_exitCode &&
+        WaitForSingleObject(HandleOf(m_handle), milliseconds) == WAIT_OBJECT_0 &&
+        GetExitCodeProcess(HandleOf(m_handle), &code)) {
+        m_exitCode = static_cast<int>(code);
     }
-    return exitCode_;
+    return m_exitCode;
 }
