@@ -3,7 +3,8 @@
 #include "Overwrite.h"
 #include "dbglog/LogCfgShared.h"
 #include "logshare/NamedLock.h"
-#include "logshare/SharedHandle.h"
+#include "logshare/SharedView.h"
+#include "platform/OwnedHandle.h"
 
 namespace {
 
@@ -23,8 +24,8 @@ void Use(const WCHAR* module) {
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const WString longName(100, WIDE('n'));
-    static const SharedHandle handle(OpenSharedBlock(LogCfgBlockName(GetCurrentProcessId()),
-                                                     LogCfgLocalBlockName(GetCurrentProcessId())));
+    static const OwnedHandle handle(OpenSharedBlock(LogCfgBlockName(GetCurrentProcessId()),
+                                                    LogCfgLocalBlockName(GetCurrentProcessId())));
     static const SharedView<LogCfgBlock> view(handle.get());
     Require(static_cast<bool>(view), "the library has made the block");
     LogCfgBlock& block = *view;

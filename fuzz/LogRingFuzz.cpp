@@ -3,7 +3,8 @@
 #include "Overwrite.h"
 #include "logshare/LogShareMemory.h"
 #include "logshare/NamedLock.h"
-#include "logshare/SharedHandle.h"
+#include "logshare/SharedView.h"
+#include "platform/OwnedHandle.h"
 
 namespace {
 
@@ -12,11 +13,11 @@ constexpr std::uint64_t kQuickGap = 40;         // of one that is read here
 
 struct Ring {
     WString name = WIDE("fuzz") + WString(1, WCHAR(0x100 + GetCurrentProcessId() % 0x7000));
-    SharedHandle event{CreateEventW(nullptr, FALSE, FALSE, RingEventName(name).c_str())};
+    OwnedHandle event{CreateEventW(nullptr, FALSE, FALSE, RingEventName(name).c_str())};
     CLogShareMemory writer{name};
     CLogShareMemory reader{name};
     bool made = writer.CreateRing() != 0;
-    SharedHandle block{OpenSharedBlock(RingBlockName(name), RingLocalBlockName(name))};
+    OwnedHandle block{OpenSharedBlock(RingBlockName(name), RingLocalBlockName(name))};
     SharedView<LogRing> view{block.get()};
 };
 

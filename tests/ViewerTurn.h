@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "logshare/SharedHandle.h"
+#include "platform/OwnedHandle.h"
 
 // Holds the turn for its lifetime. A test that dies with it hands it on.
 class ViewerTurn {
@@ -12,5 +12,5 @@ public:
     ~ViewerTurn() { ReleaseMutex(m_turn.get()); }
 
 private:
-    SharedHandle m_turn{CreateMutexW(nullptr, FALSE, WIDE("Global\\FENWICKEL_TEST_VIEWER"))};
+    OwnedHandle m_turn{CreateMutexW(nullptr, FALSE, WIDE("Global\\FENWICKEL_TEST_VIEWER"))};
 };

@@ -5,8 +5,9 @@
 
 #include "logshare/NamedLock.h"
 #include "logshare/RingBlock.h"
-#include "logshare/SharedHandle.h"
 #include "logshare/SharedText.h"
+#include "logshare/SharedView.h"
+#include "platform/OwnedHandle.h"
 #include "platform/Text.h"
 
 namespace NSDBG {
@@ -53,15 +54,15 @@ BreakpointHandles::~BreakpointHandles() {
 }
 
 std::unique_ptr<BreakpointHandles> BreakpointHandles::Open() {
-    SharedHandle event(OpenEventW(EVENT_ALL_ACCESS, FALSE, kBreakpointEvent));
+    OwnedHandle event(OpenEventW(EVENT_ALL_ACCESS, FALSE, kBreakpointEvent));
     if (!event) {
         return nullptr;
     }
-    SharedHandle mutex(OpenMutexW(MUTEX_ALL_ACCESS, FALSE, kBreakpointMutex));
+    OwnedHandle mutex(OpenMutexW(MUTEX_ALL_ACCESS, FALSE, kBreakpointMutex));
     if (!mutex) {
         return nullptr;
     }
-    SharedHandle block(OpenSharedBlock(kBreakpointBlock, kBreakpointLocalBlock));
+    OwnedHandle block(OpenSharedBlock(kBreakpointBlock, kBreakpointLocalBlock));
     if (!block) {
         return nullptr;
     }
@@ -92,15 +93,15 @@ std::optional<UUID> EnterHit(const BreakpointHandles& handles, const WString& pr
 }
 
 bool ViewerRuns() {
-    return SharedHandle(OpenEventW(SYNCHRONIZE, FALSE, kViewerPresenceEvent)) != nullptr;
+    return OwnedHandle(OpenEventW(SYNCHRONIZE, FALSE, kViewerPresenceEvent)) != nullptr;
 }
 
 void StopAtHit(const UUID& hitId, DWORD roundMs) {
-    const SharedHandle released(CreateSharedEvent(HitEventName(hitId)));
+    const OwnedHandle released(CreateSharedEvent(HitEventName(hitId)));
     if (!released) {
         return;
     }
-    const SharedHandle tool(OpenEventW(EVENT_MODIFY_STATE, FALSE, kBreakpointEvent));
+    const OwnedHandle tool(OpenEventW(EVENT_MODIFY_STATE, FALSE, kBreakpointEvent));
     if (tool) {
         SetEvent(tool.get());
     }

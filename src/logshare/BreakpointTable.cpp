@@ -39,7 +39,7 @@ WString OwnerEventName(const OwnerMark& mark) {
 }
 
 bool OwnerLives(const OwnerMark& mark) {
-    const SharedHandle event(OpenEventW(SYNCHRONIZE, FALSE, OwnerEventName(mark).c_str()));
+    const OwnedHandle event(OpenEventW(SYNCHRONIZE, FALSE, OwnerEventName(mark).c_str()));
     return event || GetLastError() == ERROR_ACCESS_DENIED;
 }
 
@@ -219,7 +219,7 @@ bool BreakpointTable::IsMine(const LogBreakpoint& entry) const {
 // makes the event in its place and keeps it: the thread finds it signalled. Who leaves cannot.
 bool BreakpointTable::Signal(const UUID& hitId, bool weStay) {
     const WString name = HitEventName(hitId);
-    SharedHandle event(OpenEventW(EVENT_ALL_ACCESS, FALSE, name.c_str()));
+    OwnedHandle event(OpenEventW(EVENT_ALL_ACCESS, FALSE, name.c_str()));
     if (event) {
         return SetEvent(event.get()) != FALSE;
     }

@@ -6,7 +6,8 @@
 #include <vector>
 
 #include "logshare/BreakpointBlock.h"
-#include "logshare/SharedHandle.h"
+#include "logshare/SharedView.h"
+#include "platform/OwnedHandle.h"
 
 // Where a thread is to stop.
 struct LogBreakpointWish {
@@ -68,11 +69,11 @@ private:
     void UpdateCount();
 
     BYTE m_mark[16] = {};  // what the reserved bytes of this object's entries hold
-    SharedHandle m_alive;  // the event that the mark names
-    SharedHandle m_block;
-    SharedHandle m_mutex;
-    SharedHandle m_event;
+    OwnedHandle m_alive;   // the event that the mark names
+    OwnedHandle m_block;
+    OwnedHandle m_mutex;
+    OwnedHandle m_event;
     std::optional<SharedView<LogBreakpointTable>> m_table;
-    std::vector<UUID> m_listed;           // sorted ids of hits shown that are still there
-    std::deque<SharedHandle> m_released;  // signals for threads that have not come to wait yet
+    std::vector<UUID> m_listed;          // sorted ids of hits shown that are still there
+    std::deque<OwnedHandle> m_released;  // signals for threads that have not come to wait yet
 };

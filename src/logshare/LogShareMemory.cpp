@@ -3,8 +3,9 @@
 #include <atomic>
 
 #include "logshare/NamedLock.h"
-#include "logshare/SharedHandle.h"
 #include "logshare/SharedText.h"
+#include "logshare/SharedView.h"
+#include "platform/OwnedHandle.h"
 #include "platform/Text.h"
 
 namespace {
@@ -28,8 +29,8 @@ bool MakeEmpty(HANDLE block) {
 // Null when the block cannot be had. Called under the ring mutex, so nobody sees it half made.
 HANDLE MakeBlock(const WString& executable) {
     SetLastError(ERROR_SUCCESS);
-    SharedHandle block(CreateSharedBlock(RingBlockName(executable), RingLocalBlockName(executable),
-                                         DWORD{sizeof(LogRing)}));
+    OwnedHandle block(CreateSharedBlock(RingBlockName(executable), RingLocalBlockName(executable),
+                                        DWORD{sizeof(LogRing)}));
     const bool existed = GetLastError() == ERROR_ALREADY_EXISTS;
     if (block && !existed && !MakeEmpty(block.get())) {
         return nullptr;

@@ -21,13 +21,13 @@ constexpr std::chrono::milliseconds kPresencePause{10};
 constexpr int kPresenceTries = 200;
 
 struct SharedEvent {
-    SharedHandle handle;
+    OwnedHandle handle;
     bool existed;
 };
 
 SharedEvent MakeEvent(const WString& name) {
     SetLastError(ERROR_SUCCESS);
-    SharedHandle handle(CreateSharedEvent(name));
+    OwnedHandle handle(CreateSharedEvent(name));
     const bool existed = GetLastError() == ERROR_ALREADY_EXISTS;
     return {std::move(handle), existed};
 }
@@ -59,13 +59,13 @@ std::optional<std::uint64_t> SkipOverwritten(LogRing& ring) {
 struct LogViewer::Ring {
     explicit Ring(const WString& executable) : name(UpperCase(executable)), reader(name) {}
 
-    WString name;          // upper case
-    SharedHandle watcher;  // exists while this executable has a watcher
-    SharedHandle event;
+    WString name;         // upper case
+    OwnedHandle watcher;  // exists while this executable has a watcher
+    OwnedHandle event;
     // A second hold on the mutex and the block of the reader below: losses are counted and records
     // taken in one piece, under one lock.
-    SharedHandle mutex;
-    SharedHandle block;
+    OwnedHandle mutex;
+    OwnedHandle block;
     CLogShareMemory reader;
 
     bool Open();

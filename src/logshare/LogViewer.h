@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "logshare/LogMessage.h"
-#include "logshare/SharedHandle.h"
+#include "platform/OwnedHandle.h"
 
 // What came of the wish to watch an executable.
 enum class LogWatch {
@@ -64,9 +64,9 @@ public:
 private:
     struct Ring;
 
-    SharedHandle m_ours;           // tells other tools of this kind that the presence is explained
-    SharedHandle m_presence;       // null when it could not be made
+    OwnedHandle m_ours;            // tells other tools of this kind that the presence is explained
+    OwnedHandle m_presence;        // null when it could not be made
     bool m_foreignViewer = false;  // some other program was present when this object was made
     std::vector<std::unique_ptr<Ring>> m_rings;
-    std::vector<SharedHandle> m_attachEvents;  // ring events of LetAttach
+    std::vector<OwnedHandle> m_attachEvents;  // ring events of LetAttach
 };

@@ -17,14 +17,14 @@
 
 inline constexpr int kLimitMs = 30000;  // of every wait: far more than any of them takes
 
-inline SharedHandle TestEvent(const std::string& name) {
-    return SharedHandle(CreateEventW(nullptr, FALSE, FALSE, Wide("Global\\" + name).c_str()));
+inline OwnedHandle TestEvent(const std::string& name) {
+    return OwnedHandle(CreateEventW(nullptr, FALSE, FALSE, Wide("Global\\" + name).c_str()));
 }
 
 // Message n of a thread says "a: message n." and has the level 1 + n % 2.
 inline void LogOnRequest(const std::string& host, char thread, int messages) {
-    const SharedHandle go = TestEvent(host + thread);
-    const SharedHandle done = TestEvent(host + thread + "done");
+    const OwnedHandle go = TestEvent(host + thread);
+    const OwnedHandle done = TestEvent(host + thread + "done");
     while (WaitForSingleObject(go.get(), INFINITE) == WAIT_OBJECT_0) {
         for (int i = 0; i < messages; ++i) {
             g_DbgLogger.Log(1 + i % 2, WIDE("%c: message %d."), thread, i);
@@ -66,8 +66,8 @@ struct LoggingHost {
     const ViewerTurn turn;
     const std::string name;  // of the executable, in upper case
     const std::filesystem::path program;
-    const SharedHandle goA = TestEvent(name + "a"), doneA = TestEvent(name + "adone");
-    const SharedHandle goB = TestEvent(name + "b"), doneB = TestEvent(name + "bdone");
+    const OwnedHandle goA = TestEvent(name + "a"), doneA = TestEvent(name + "adone");
+    const OwnedHandle goB = TestEvent(name + "b"), doneB = TestEvent(name + "bdone");
     HostChild child;
 };
 

@@ -2,6 +2,7 @@
 #include "LiveLog.h"
 #include "logshare/ConfigBlock.h"
 #include "logshare/NamedLock.h"
+#include "logshare/SharedView.h"
 
 namespace {
 
@@ -64,7 +65,7 @@ TEST_F(LogConfigTest, OddBlocksAreToldOf) {
     const DWORD id = m_host.child.Id();
     EXPECT_NE(Run("log level --module x" + m_pid + "1").err.find("choose from " + m_host.name),
               std::string::npos);
-    const SharedHandle mapping(OpenSharedBlock(LogCfgBlockName(id), LogCfgLocalBlockName(id)));
+    const OwnedHandle mapping(OpenSharedBlock(LogCfgBlockName(id), LogCfgLocalBlockName(id)));
     const SharedView<LogCfgBlock> block(mapping.get());
     ASSERT_TRUE(block);
     std::fill_n(block->entries[0].szModuleName, kModuleNameCapacity, WIDE('w'));

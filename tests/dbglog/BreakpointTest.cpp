@@ -127,7 +127,7 @@ TEST_F(Breakpoints, KeepFewSignalsForThreadsThatNeverCome) {
         UUID hit{};
         hit.Data1 = number;
         const WString name = HitEventName(hit);
-        return SharedHandle(OpenEventW(SYNCHRONIZE, FALSE, name.c_str())) != nullptr;
+        return OwnedHandle(OpenEventW(SYNCHRONIZE, FALSE, name.c_str())) != nullptr;
     };
     EXPECT_FALSE(isSignalled(1));
     EXPECT_TRUE(isSignalled(kHits));

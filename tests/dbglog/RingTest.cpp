@@ -31,10 +31,10 @@ struct TestRing {
     }
 
     WString name;
-    SharedHandle event{CreateEventW(nullptr, FALSE, FALSE, RingEventName(name).c_str())};
+    OwnedHandle event{CreateEventW(nullptr, FALSE, FALSE, RingEventName(name).c_str())};
     CLogShareMemory writer{name};
     int created = writer.CreateRing();
-    SharedHandle block{OpenSharedBlock(RingBlockName(name), RingLocalBlockName(name))};
+    OwnedHandle block{OpenSharedBlock(RingBlockName(name), RingLocalBlockName(name))};
 };
 
 Texts TakeTexts(std::list<CLogMessage*> messages) {
@@ -125,8 +125,7 @@ TEST(Ring, WildIndicesStayInside) {
 
 TEST(Ring, PlantedSmallBlockTakesNothing) {
     const WString name = NewName();
-    const SharedHandle planted(
-        CreateSharedBlock(RingBlockName(name), RingLocalBlockName(name), 99));
+    const OwnedHandle planted(CreateSharedBlock(RingBlockName(name), RingLocalBlockName(name), 99));
     TestRing ring(name);
     EXPECT_EQ(ring.created, 1);
     ring.Write(1, 1);
@@ -139,17 +138,17 @@ TEST(Ring, PlantedSmallBlockTakesNothing) {
 TEST(Ring, APresenceIsLookedAtTwice) {
     const ViewerTurn turn;
     const auto made = [](const WString& event) {
-        return SharedHandle(CreateEventW(OpenToAll().get(), FALSE, FALSE, event.c_str()));
+        return OwnedHandle(CreateEventW(OpenToAll().get(), FALSE, FALSE, event.c_str()));
     };
     for (const bool isMarked : {false, true}) {
         const WString name = NewName();
-        const SharedHandle ring = made(RingEventName(name));
-        SharedHandle held = made(kViewerPresenceEvent);
-        SharedHandle mark;
+        const OwnedHandle ring = made(RingEventName(name));
+        OwnedHandle held = made(kViewerPresenceEvent);
+        OwnedHandle mark;
         std::thread other([&] {
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
             (isMarked ? mark : held) =
-                isMarked ? made(WIDE("Global\\FENWICKEL_LOG_VIEWER")) : nullptr;
+                isMarked ? made(WIDE("Global\\FENWICKEL_LOG_VIEWER")) : OwnedHandle();
         });
         EXPECT_EQ(LogViewer().Watch(name), LogWatch::Watching) << isMarked;
         other.join();

@@ -26,12 +26,12 @@ HANDLE TellEvent(const std::string& parent) {
 
 // What the children of this process tell it by.
 HANDLE OwnEvent() {
-    static const SharedHandle event(TellEvent(std::to_string(GetCurrentProcessId())));
+    static const OwnedHandle event(TellEvent(std::to_string(GetCurrentProcessId())));
     return event.get();
 }
 
 void TellParent(const Arguments& arguments) {
-    SetEvent(SharedHandle(TellEvent(arguments[0])).get());
+    SetEvent(OwnedHandle(TellEvent(arguments[0])).get());
 }
 
 int Write(const Arguments& arguments) {
@@ -59,8 +59,7 @@ int HoldFileMutex(const Arguments& arguments) {
     WString name = UpperCase(Wide(arguments[1]));
     std::replace(name.begin(), name.end(), WIDE('\\'), WIDE('/'));
     OpenToAll everyone;
-    const SharedHandle mutex(
-        CreateMutexW(everyone.get(), FALSE, (WIDE("Global\\") + name).c_str()));
+    const OwnedHandle mutex(CreateMutexW(everyone.get(), FALSE, (WIDE("Global\\") + name).c_str()));
     const NamedLock lock(mutex.get(), kPatienceMs);
     if (lock.Owned()) {
         TellParent(arguments);

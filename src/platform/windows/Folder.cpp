@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <memory>
 
+#include "platform/OwnedHandle.h"
 #include "platform/Platform.h"
-#include "platform/windows/OwnedHandle.h"
 
 namespace {
 

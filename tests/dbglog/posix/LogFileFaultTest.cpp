@@ -69,7 +69,7 @@ TEST(SMOutput, UnloadDoesNotWaitForAThreadThatWaitsForTheRing) {
     LogViewer viewer;
     const WString own = WidePath(std::filesystem::path(HostOwnProgram()).filename());
     ASSERT_TRUE(viewer.LetAttach(own));
-    const SharedHandle mutex(CreateMutexW(nullptr, FALSE, RingMutexName(own).c_str()));
+    const OwnedHandle mutex(CreateMutexW(nullptr, FALSE, RingMutexName(own).c_str()));
     auto* const output = new NSDBG::CSMOutput;
     std::future<int> attached;
     std::future<void> released;

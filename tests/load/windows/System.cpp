@@ -1,6 +1,6 @@
 #include "load/LoadRoles.h"
 #include "logshare/ConfigBlock.h"
-#include "logshare/SharedHandle.h"
+#include "platform/OwnedHandle.h"
 
 bool PauseProcess(DWORD, bool) {
     return false;
@@ -10,7 +10,7 @@ int TracesOf(const std::set<DWORD>& dead) {
     int traces = 0;
     for (const DWORD id : dead) {
         traces +=
-            SharedHandle(OpenMutexW(SYNCHRONIZE, FALSE, LogCfgMutexName(id).c_str())) != nullptr;
+            OwnedHandle(OpenMutexW(SYNCHRONIZE, FALSE, LogCfgMutexName(id).c_str())) != nullptr;
     }
     return traces;
 }

@@ -45,11 +45,11 @@ Failure DamagedFailure(DWORD processId, const char* how) {
 }
 
 // The handle, unless it could not be had.
-SharedHandle Opened(HANDLE handle, DWORD processId) {
+OwnedHandle Opened(HANDLE handle, DWORD processId) {
     if (handle == nullptr) {
         throw OpenFailure(processId);
     }
-    return SharedHandle(handle);
+    return OwnedHandle(handle);
 }
 
 }  // namespace

@@ -5,7 +5,8 @@
 #include <string>
 
 #include "logshare/ConfigBlock.h"
-#include "logshare/SharedHandle.h"
+#include "logshare/SharedView.h"
+#include "platform/OwnedHandle.h"
 
 // Opened by the process's id; the process needs to do nothing and may end at any time. While this
 // object lives, the block exists.
@@ -24,8 +25,8 @@ public:
 
 private:
     DWORD m_processId;
-    SharedHandle m_mutex;
-    SharedHandle m_mapping;
+    OwnedHandle m_mutex;
+    OwnedHandle m_mapping;
     SharedView<LogCfgBlock> m_block;
 };
 

@@ -16,7 +16,7 @@ constexpr std::chrono::seconds kLookPause{1};
 
 // The library makes the block when it is loaded; it goes with the process.
 bool LoadsLibrary(const HostProcess& process) {
-    const SharedHandle block(
+    const OwnedHandle block(
         OpenSharedBlock(LogCfgBlockName(process.id), LogCfgLocalBlockName(process.id)));
     return block != nullptr;
 }

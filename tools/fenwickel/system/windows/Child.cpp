@@ -3,8 +3,8 @@
 #include <array>
 #include <utility>
 
+#include "platform/OwnedHandle.h"
 #include "platform/Text.h"
-#include "platform/windows/OwnedHandle.h"
 
 namespace {
 

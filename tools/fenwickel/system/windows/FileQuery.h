@@ -1,8 +1,8 @@
 // How this folder looks at what a path names.
 #pragma once
 
+#include "platform/OwnedHandle.h"
 #include "platform/Platform.h"
-#include "platform/windows/OwnedHandle.h"
 
 // Opens what the path names, links followed, without asking for any right to its content. Folders
 // need the backup flag.
@@ -10,5 +10,5 @@ inline OwnedHandle OpenForQuery(const WString& path) {
     const HANDLE handle =
         CreateFileW(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                     nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
-    return OwnedHandle(handle == INVALID_HANDLE_VALUE ? nullptr : handle);
+    return OwnedHandle(handle);
 }

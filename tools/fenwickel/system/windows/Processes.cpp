@@ -1,8 +1,8 @@
 #include "system/Processes.h"
 
+#include "platform/OwnedHandle.h"
 #include "platform/Platform.h"
 #include "platform/Text.h"
-#include "platform/windows/OwnedHandle.h"
 
 // Not to be had before the types of the main header.
 #include <tlhelp32.h>
@@ -16,7 +16,7 @@ std::string HostOwnProgram() {
 std::vector<HostProcess> HostProcesses() {
     std::vector<HostProcess> processes;
     const HANDLE handle = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
-    const OwnedHandle snapshot(handle == INVALID_HANDLE_VALUE ? nullptr : handle);
+    const OwnedHandle snapshot(handle);
     PROCESSENTRY32W entry{};
     entry.dwSize = sizeof entry;
     BOOL found = snapshot ? Process32FirstW(snapshot.get(), &entry) : FALSE;

@@ -1,17 +1,7 @@
-// Owners of handles of shared objects and of views of shared memory.
+// Views of shared memory, and reading what is in it.
 #pragma once
 
-#include <memory>
-
 #include "platform/Platform.h"
-
-struct SharedHandleCloser {
-    using pointer = HANDLE;
-    void operator()(HANDLE handle) const { CloseHandle(handle); }
-};
-
-// Null when nothing is open.
-using SharedHandle = std::unique_ptr<void, SharedHandleCloser>;
 
 // A view of a whole block, read and write; empty when the block is smaller than T, as one planted
 // by somebody else may be.
