@@ -20,9 +20,9 @@ function(fenwickel_precompiled target)
   endif()
   target_precompile_headers(${target} REUSE_FROM fenwickel_stable_headers)
   if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND NOT CMAKE_DISABLE_PRECOMPILE_HEADERS)
-    # Inlined code of the standard library counts as ours here: GCC 12 then tells of operations on
-    # strings that it says nothing of when it has parsed the headers itself.
-    # Builds without them, as that of the benchmarks, keep these warnings.
+    # Inlined code of the standard library counts as ours here: GCC 12 then warns of operations on
+    # strings that it accepts when it has parsed the headers itself. scripts/check-warnings builds
+    # everything that ships without precompiled headers and with these warnings.
     target_compile_options(${target} PRIVATE
       -Wno-array-bounds -Wno-restrict -Wno-stringop-overflow -Wno-stringop-overread)
   endif()

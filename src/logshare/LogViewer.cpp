@@ -7,6 +7,7 @@
 
 #include "logshare/LogShareMemory.h"
 #include "logshare/NamedLock.h"
+#include "logshare/SharedView.h"
 #include "platform/Text.h"
 
 namespace {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/posix/Descriptor.h"
+#include "platform/posix/Errors.h"
 #include "platform/posix/Names.h"
 
 namespace {
