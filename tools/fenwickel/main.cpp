@@ -1,6 +1,5 @@
 // The command-line host: finds the command, runs it, and reports how it ended.
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <string_view>
 
@@ -12,31 +11,6 @@
 
 namespace {
 
-JsonFields NoFields() {
-    return {};
-}
-
-constexpr std::array kCommands = {
-    Command{"sync", "bring a remote copy of folders up to date, from a snapshot", RunSync,
-            EmptySyncResult},
-    Command{"status", "tell what is pending and what the last sync did", RunStatus,
-            EmptyStatusResult},
-    Command{"snapshots", "list or remove the snapshots that killed runs have left", RunSnapshots,
-            nullptr},
-    Command{"detect", "find new, changed and deleted files", RunDetect, EmptyDetectResult},
-    Command{"dump", "list the records of a record file", RunDump, nullptr},
-    Command{"commit", "make the pending listing the base of the next run", RunCommit, NoFields},
-    Command{"discard", "delete the pending listings", RunDiscard, NoFields},
-    Command{"log show", "show at which level and into which file a process logs", RunLogShow,
-            nullptr},
-    Command{"log level", "change the level at which a process logs", RunLogLevel, NoFields},
-    Command{"log file", "change the file into which a process logs", RunLogFile, NoFields},
-    Command{"log cat", "print a log file as UTF-8", RunLogCat, nullptr},
-    Command{"log watch", "print the messages of running processes as they come", RunLogWatch,
-            nullptr},
-    Command{"log break", "hold threads at a message", RunLogBreak, nullptr},
-};
-
 // "log" of "log show"; nothing for a command of one word.
 std::string_view GroupOf(const Command& command) {
     const std::string_view name = command.name;
@@ -45,7 +19,7 @@ std::string_view GroupOf(const Command& command) {
 }
 
 bool IsGroup(const std::string& word) {
-    return !word.empty() && std::any_of(kCommands.begin(), kCommands.end(),
+    return !word.empty() && std::any_of(AllCommands().begin(), AllCommands().end(),
                                         [&](const Command& it) { return GroupOf(it) == word; });
 }
 
@@ -53,7 +27,7 @@ bool IsGroup(const std::string& word) {
 std::string HelpText(const std::string& group) {
     std::string text = "Usage: fenwickel " + group + (group.empty() ? "" : " ") +
                        "COMMAND [options]\n\nCommands:\n";
-    for (const Command& command : kCommands) {
+    for (const Command& command : AllCommands()) {
         if (group.empty() || GroupOf(command) == group) {
             std::string name =
                 std::string(command.name).substr(group.empty() ? 0 : group.size() + 1);
@@ -128,7 +102,7 @@ int Dispatch(std::vector<std::string> arguments) {
     std::string name = group;
     name += group.empty() ? "" : " ";
     name += word;
-    for (const Command& command : kCommands) {
+    for (const Command& command : AllCommands()) {
         if (command.name == name) {
             return RunReported(command, arguments);
         }

@@ -1,4 +1,5 @@
 // The way of files to the destination: real rsync, real rclone, and commands.
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -310,6 +311,19 @@ TEST_F(SyncUploadTest, DestinationsThatMeanNothingAreRefused) {
         EXPECT_EQ(Count(result.err, "\n"), 1U) << result.err;
         EXPECT_FALSE(fs::exists("st/base") || fs::exists("copy")) << to;
     }
+}
+
+// A program that looks into the new listing while it is to be replaced by one without the pipe.
+TEST_F(SyncUploadTest, AReaderOfTheNewListingIsWaitedFor) {
+    ASSERT_EQ(mkfifo("tree/pipe", 0600), 0);
+    WriteBytes("rsh",
+               "#!/bin/sh\nshift\n"
+               "flock -s st/syncing sleep 1 >/dev/null 2>&1 </dev/null &\n"
+               "while flock -n st/syncing true; do :; done\n"
+               "exec sh -c \"$*\"\n");
+    const ToolResult result = Sync("rsync:host:" + fs::absolute("the copy").string());
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_TRUE(fs::exists("st/base"));
 }
 
 TEST_F(SyncUploadTest, AnUploaderThatOutlivesItsRunHoldsTheLock) {

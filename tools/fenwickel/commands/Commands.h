@@ -1,6 +1,7 @@
-// The commands of the program: one entry of the table and one source file each.
+// The commands of the program: a row of the table and a source file each.
 #pragma once
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,9 @@ struct Command {
     // that prints a line per record.
     JsonFields (*emptyResult)();
 };
+
+// The table, in the order of the help text.
+std::span<const Command> AllCommands();
 
 int RunDetect(const Command& command, std::vector<std::string> arguments);
 int RunDump(const Command& command, std::vector<std::string> arguments);

@@ -1,4 +1,5 @@
-// What the user asked of each command, as plain values.
+// What the user asked of each command, as plain values. SyncOptions and StateArguments stand in the
+// rooms that use them.
 #pragma once
 
 #include <cstdint>
@@ -7,13 +8,8 @@
 #include <vector>
 
 #include "Commands.h"
-
-// The options --base, --syncing and --deleted as the user gave them.
-struct StateArguments {
-    std::string base;
-    std::string syncing;
-    std::string deleted;
-};
+#include "listing/StateFiles.h"
+#include "sync/SyncOptions.h"
 
 struct DetectOptions {
     StateArguments state;
@@ -36,24 +32,6 @@ struct PendingOptions {
     std::string stateFolder;  // "": the three files
     std::string run;          // id; "": whichever is pending
     bool json = false;
-};
-
-struct SyncOptions {
-    std::string state;
-    std::string destination;
-    std::vector<std::string> folders;
-    std::string snapshot = "require";
-    std::vector<std::string> ignores;
-    std::string maxDelete = "50%";
-    std::uint32_t lockWait = 0;  // seconds
-    bool skipNested = false;
-    bool acceptMounts = false;
-    bool forceAll = false;
-    bool allowEmpty = false;
-    bool replacePending = false;
-    bool dryRun = false;
-    bool json = false;
-    bool exitCode = false;
 };
 
 struct StatusOptions {

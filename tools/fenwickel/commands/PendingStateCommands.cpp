@@ -2,6 +2,7 @@
 
 #include "listing/CommitSteps.h"
 #include "listing/RecordFileCheck.h"
+#include "log/LibraryLog.h"
 #include "platform/Platform.h"
 #include "report/ExitCodes.h"
 #include "report/Failure.h"
@@ -37,17 +38,17 @@ StateFolder PendingState(const PendingOptions& options) {
     return state;
 }
 
-void Commit(const StateFolder& state, const RunRecord& run, const LibraryLog& log) {
+void Commit(const StateFolder& state, RunRecord run, const LibraryFailures& library) {
     switch (run.stage) {
         case RunStage::Running:
             throw Failure(ExitCode::NothingPending, "nothing pending: the run " + run.summary.run +
                                                         " was cut short: run fenwickel sync again");
         case RunStage::Pending:
             RequireRecordFiles(state.files, true);
-            CommitRun(state, run, log);
+            CommitRun(state, &run, library);
             break;
         case RunStage::Committing:
-            FinishInterrupted(state, log);
+            FinishCommit(state, run, library);
             break;
     }
 }
@@ -62,10 +63,10 @@ std::string CountsText(const RunSummary& summary) {
 int CommitStateFolder(const PendingOptions& options) {
     const StateFolder state = PendingState(options);
     HostCatchStopSignals();
-    const LibraryLog log(state.path);
+    const LibraryLog library(state.path);
     const StateLock lock(state.files);
     const RunRecord run = RequireRun(state, options);
-    Commit(state, run, log);
+    Commit(state, run, library);
     PrintCommitted("committed: the run " + run.summary.run + " (" + CountsText(run.summary) + ")\n",
                    options.json);
     return ExitCode::Done;
@@ -73,19 +74,19 @@ int CommitStateFolder(const PendingOptions& options) {
 
 int DiscardStateFolder(const PendingOptions& options) {
     const StateFolder state = PendingState(options);
-    const LibraryLog log(state.path);
+    const LibraryLog library(state.path);
     const StateLock lock(state.files);
-    RunSummary last = RequireRun(state, options).summary;
+    const RunRecord run = RequireRun(state, options);
     RequireRecordFiles(state.files, false);
-    last.outcome = "discarded";
-    SaveLast(state,
-             last);  // before the record of the run goes, with which one would come back here
-    DiscardRun(state, log);
+    RunSummary last = run.summary;
+    last.outcome = RunOutcome::Discarded;
+    SaveLast(state, last);  // first: without the record of the run this command cannot be repeated
+    DiscardRun(state, run, library);
     if (options.json) {
         PrintJsonResult(0, "", {});
     } else {
         PrintWhole("discarded: the run " + last.run +
-                   (IsGone(state.File(kUnsettledFile))
+                   (IsGone(state.File(StateFile::Unsettled))
                         ? "\n"
                         : "; the next sync settles what the destination may have got of it\n"));
     }

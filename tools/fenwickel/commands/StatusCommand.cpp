@@ -31,8 +31,8 @@ struct Status {
 
 void RequireState(const StateFolder& state) {
     RequireStateFolder(state);
-    for (const WString& file : {state.File(kRunFile), state.File(kSettingsFile),
-                                state.File(kLastFile), state.files.lock}) {
+    for (const WString& file : {state.File(StateFile::Run), state.File(StateFile::Settings),
+                                state.File(StateFile::Last), state.files.lock}) {
         if (!IsGone(file)) {
             return;
         }

@@ -1,26 +1,20 @@
 #include "CommitSteps.h"
 
-#include <chrono>
-#include <thread>
-
 #include "RecordReader.h"
-#include "platform/Platform.h"
+#include "platform/OwnedHandle.h"
 #include "report/ExitCodes.h"
 #include "report/Failure.h"
 #include "report/Json.h"
 #include "report/Output.h"
-#include "system/StopSignals.h"
+#include "report/Patience.h"
 
 namespace {
 
-constexpr std::chrono::milliseconds kCommitNap{10};
-
 void RequireFileUnheld(const WString& path) {
-    const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ,
-                                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file != INVALID_HANDLE_VALUE) {
-        CloseHandle(file);
-    } else if (const DWORD code = GetLastError(); code == ERROR_SHARING_VIOLATION) {
+    const OwnedHandle file(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ,
+                                       nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const DWORD code = file ? ERROR_SUCCESS : GetLastError();
+    if (code == ERROR_SHARING_VIOLATION) {
         throw SystemFailure(ExitCode::Held, "commit", path, code,
                             "wait until the other program has ended");
     }
@@ -33,11 +27,9 @@ int TakeEffect(const StateFiles& state) {
     stSyncFileDbContext context = DatabaseContext(state);
     CSyncFileDatabase database;
     database.SetDBContext(context);
-    const auto end = std::chrono::steady_clock::now() + kCommitPatience;
+    const Patience patience(kFilePatience);
     int code = database.TakeEffectNewSyncDB();
-    while (code == static_cast<int>(ERROR_SHARING_VIOLATION) && HostStopExitCode() == 0 &&
-           std::chrono::steady_clock::now() < end) {
-        std::this_thread::sleep_for(kCommitNap);
+    while (code == static_cast<int>(ERROR_SHARING_VIOLATION) && patience.Nap()) {
         code = database.TakeEffectNewSyncDB();
     }
     return code;
@@ -73,7 +65,7 @@ void RequireUnheld(const StateFiles& state) {
     RequireFileUnheld(state.base);
 }
 
-void CommitListing(const StateFiles& state, const LibraryLog& log) {
+void CommitListing(const StateFiles& state, const LibraryFailures& library) {
     const int code = TakeEffect(state);
     if (code == 0 && IsGone(state.syncing)) {
         return;
@@ -85,14 +77,14 @@ void CommitListing(const StateFiles& state, const LibraryLog& log) {
     }
     const bool baseGone = IsGone(state.base);
     const bool held = code == static_cast<int>(ERROR_SHARING_VIOLATION) && !baseGone;
-    throw log.FailureOf(held ? ExitCode::Held : ExitCode::Failed, code,
-                        "cannot commit " + Quoted(state.syncing),
-                        baseGone ? "the base is gone, the new listing is whole: put that right and "
-                                   "commit again"
-                                 : "put that right and commit again; the base is unchanged");
+    throw library.FailureOf(
+        held ? ExitCode::Held : ExitCode::Failed, code, "cannot commit " + Quoted(state.syncing),
+        baseGone ? "the base is gone, the new listing is whole: put that right and "
+                   "commit again"
+                 : "put that right and commit again; the base is unchanged");
 }
 
-void DiscardListings(const StateFiles& state, const LibraryLog& log) {
+void DiscardListings(const StateFiles& state, const LibraryFailures& library) {
     stSyncFileDbContext context = DatabaseContext(state);
     CSyncFileDatabase database;
     database.SetDBContext(context);
@@ -107,7 +99,7 @@ void DiscardListings(const StateFiles& state, const LibraryLog& log) {
                           " could not be looked up: make its folder readable "
                           "and discard again");
     }
-    throw log.FailureOf(
+    throw library.FailureOf(
         code == static_cast<int>(ERROR_SHARING_VIOLATION) ? ExitCode::Held : ExitCode::Failed, code,
         "cannot discard the run", "put that right and discard again");
 }

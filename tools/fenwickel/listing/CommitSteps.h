@@ -1,16 +1,11 @@
 // What ending a run consists of, whichever way its files were named.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <string>
 
 #include "StateFiles.h"
-#include "log/LibraryLog.h"
-
-// How long a commit waits for somebody who looks into a listing: without it everything would have
-// to be sent again for that.
-inline constexpr std::chrono::seconds kCommitPatience{10};
+#include "report/LibraryFailures.h"
 
 // Number of records in the list. Throws Failure with the remedy when the list is not complete.
 std::uint64_t RequireWholeList(const WString& list, const std::string& remedy);
@@ -25,10 +20,10 @@ void RequireDeletedList(const StateFiles& state, const std::string& remedy);
 void RequireUnheld(const StateFiles& state);
 
 // The syncing file becomes the base. Waits for those who read one of them. Throws Failure.
-void CommitListing(const StateFiles& state, const LibraryLog& log);
+void CommitListing(const StateFiles& state, const LibraryFailures& library);
 
 // Deletes the syncing file and the list of deleted files. Throws Failure.
-void DiscardListings(const StateFiles& state, const LibraryLog& log);
+void DiscardListings(const StateFiles& state, const LibraryFailures& library);
 
 // Prints the text, or the JSON result of success. Throws Failure, which says that the commit holds.
 void PrintCommitted(const std::string& text, bool json);

@@ -30,6 +30,18 @@ const char* DetectionRemedy(int code) {
     }
 }
 
+std::string ProgressLine(const JobControl& control, double seconds) {
+    const std::uint64_t seen = control.FilesSeen();
+    if (seen == 0) {
+        return "reading the previous listing";
+    }
+    char text[128];
+    std::snprintf(text, sizeof text, "about %llu files examined, %llu known before, %.1f s",
+                  static_cast<unsigned long long>(seen),
+                  static_cast<unsigned long long>(control.FilesKnown()), seconds);
+    return text;
+}
+
 int Generate(const StateFiles& state, DetectionInput& input) {
     stDetectFileChangeContext context;
     context.strBaseDBPath = state.base;
@@ -41,7 +53,7 @@ int Generate(const StateFiles& state, DetectionInput& input) {
     context.pJobControl = &control;
     std::optional<Progress> progress;
     if (counting) {
-        progress.emplace(control);
+        progress.emplace([&control](double seconds) { return ProgressLine(control, seconds); });
     }
     CSyncDetectFileChange detector;
     detector.SetDetectMetaPath(input.pairs);
@@ -73,11 +85,11 @@ std::vector<std::uint64_t> CountBase(const WString& base, const std::string& com
     return counts;
 }
 
-void Detect(const StateFiles& state, DetectionInput input, const LibraryLog& log) {
+void Detect(const StateFiles& state, DetectionInput input, const LibraryFailures& library) {
     const int code = Generate(state, input);
     ThrowIfStopped();
     if (code != 0) {
-        throw log.FailureOf(
+        throw library.FailureOf(
             code == ERROR_SHARING_VIOLATION ? ExitCode::Held : ExitCode::Failed, code,
             "cannot detect changes",
             std::string(DetectionRemedy(code)) + "; the previous listing is unchanged");

@@ -8,7 +8,7 @@
 
 #include "StateFiles.h"
 #include "fenwickel/SyncDetectFileChange.h"
-#include "log/LibraryLog.h"
+#include "report/LibraryFailures.h"
 
 // What is to be walked, and how.
 struct DetectionInput {
@@ -25,4 +25,4 @@ std::vector<std::uint64_t> CountBase(const WString& base, const std::string& com
 
 // Writes the syncing and the deleted-item file of the state, with a progress line on a terminal.
 // Throws Failure, also on a stop request.
-void Detect(const StateFiles& state, DetectionInput input, const LibraryLog& log);
+void Detect(const StateFiles& state, DetectionInput input, const LibraryFailures& library);

@@ -77,6 +77,16 @@ bool LiesBelow(const WString& path, const WString& folder) {
     return WithSeparator(path).starts_with(WithSeparator(folder));
 }
 
+bool LiesInOne(std::basic_string_view<WCHAR> path, const std::vector<WString>& paths) {
+    for (std::size_t end = 0; !paths.empty() && end < path.size();) {
+        end = std::min(path.find('\\', end + 1), path.size());
+        if (std::binary_search(paths.begin(), paths.end(), path.substr(0, end))) {
+            return true;
+        }
+    }
+    return false;
+}
+
 std::vector<stPathPair> ParsePairs(const std::vector<std::string>& arguments) {
     if (arguments.size() > kMostPairs) {
         throw Failure(ExitCode::Usage, std::to_string(arguments.size()) +

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "StateFiles.h"
@@ -17,6 +18,10 @@ WString WithSeparator(WString folder);
 
 // True when the path is the folder or lies in it. By their text: resolved paths are meant.
 bool LiesBelow(const WString& path, const WString& folder);
+
+// True when the path is one of the paths, which are sorted, or lies in one of them. Looks up each
+// beginning of the path: there may be thousands of paths, asked about for every file.
+bool LiesInOne(std::basic_string_view<WCHAR> path, const std::vector<WString>& paths);
 
 // Understands PAIR arguments: FOLDER, or META=SNAPSHOT. Throws Failure(Usage).
 std::vector<stPathPair> ParsePairs(const std::vector<std::string>& arguments);

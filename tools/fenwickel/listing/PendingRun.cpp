@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "platform/Platform.h"
+#include "platform/OwnedHandle.h"
 #include "report/ExitCodes.h"
 #include "report/Failure.h"
 
@@ -41,15 +41,12 @@ void PendingRun::RemoveCreatedBase() const {
     if (m_baseExisted) {
         return;
     }
-    const HANDLE file = CreateFileW(m_state.base.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) {
-        return;
-    }
+    OwnedHandle file(CreateFileW(m_state.base.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                 OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     LARGE_INTEGER size;
-    const bool empty = GetFileSizeEx(file, &size) && size.QuadPart == 0;
-    CloseHandle(file);
-    if (empty) {
+    const bool isEmpty = file && GetFileSizeEx(file.get(), &size) && size.QuadPart == 0;
+    file.Close();
+    if (isEmpty) {
         DeleteFileW(m_state.base.c_str());
     }
 }

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "RecordReader.h"
-#include "platform/Platform.h"
+#include "platform/OwnedHandle.h"
 #include "report/ExitCodes.h"
 #include "report/Failure.h"
 #include "system/Entries.h"
@@ -46,19 +46,17 @@ bool AllZero(std::string_view bytes) {
 // zero throughout counts as empty: after a loss of power, what was not yet flushed may come back
 // like that.
 std::string Start(const WString& path, const char* remedy) {
-    const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    const OwnedHandle file(CreateFileW(path.c_str(), GENERIC_READ,
+                                       FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                                       FILE_ATTRIBUTE_NORMAL, nullptr));
     std::string bytes;
     std::string more;
-    bool read = file != INVALID_HANDLE_VALUE && ReadUpTo(file, kStartBytes, &bytes);
+    bool read = file && ReadUpTo(file.get(), kStartBytes, &bytes);
     bool isZero = read && AllZero(bytes);
     for (more = bytes; isZero && !more.empty(); isZero = read && AllZero(more)) {
-        read = ReadUpTo(file, kChunkBytes, &more);
+        read = ReadUpTo(file.get(), kChunkBytes, &more);
     }
     const DWORD code = read ? ERROR_SUCCESS : GetLastError();
-    if (file != INVALID_HANDLE_VALUE) {
-        CloseHandle(file);
-    }
     if (code == ERROR_FILE_NOT_FOUND) {
         return {};
     }

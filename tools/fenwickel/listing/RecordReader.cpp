@@ -20,10 +20,10 @@ std::uint64_t Ticks(FILETIME time) {
     return Joined(time.dwHighDateTime, time.dwLowDateTime);
 }
 
-HANDLE OpenRecordFile(const WString& path) {
-    const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file != INVALID_HANDLE_VALUE) {
+OwnedHandle OpenRecordFile(const WString& path) {
+    OwnedHandle file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                 OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (file) {
         return file;
     }
     const DWORD code = GetLastError();
@@ -60,21 +60,12 @@ std::string RecordDamage::Text() const {
 
 RecordReader::RecordReader(const WString& path)
     : m_path(path), m_file(OpenRecordFile(path)), m_buffer(kBufferBytes / sizeof(WCHAR)) {
-    try {
-        ReadHeader();
-    } catch (...) {
-        CloseHandle(m_file);
-        throw;
-    }
-}
-
-RecordReader::~RecordReader() {
-    CloseHandle(m_file);
+    ReadHeader();
 }
 
 void RecordReader::ReadHeader() {
     LARGE_INTEGER size;
-    if (!GetFileSizeEx(m_file, &size)) {
+    if (!GetFileSizeEx(m_file.get(), &size)) {
         throw SystemFailure(ExitCode::Failed, "read the size of", m_path, GetLastError(),
                             "check the disk");
     }
@@ -110,7 +101,7 @@ bool RecordReader::Fill(std::uint32_t neededBytes) {
     m_begin = 0;
     DWORD bytes = 1;
     while (bytes != 0 && m_end < neededBytes) {
-        if (!ReadFile(m_file, start + m_end, static_cast<DWORD>(kBufferBytes - m_end), &bytes,
+        if (!ReadFile(m_file.get(), start + m_end, static_cast<DWORD>(kBufferBytes - m_end), &bytes,
                       nullptr)) {
             throw SystemFailure(ExitCode::Failed, "read", m_path, GetLastError(), "check the disk");
         }

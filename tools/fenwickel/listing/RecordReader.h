@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "fenwickel/SyncRecord.h"
-#include "fenwickel/Types.h"
+#include "platform/OwnedHandle.h"
 
 // One record. The path points into the reader and lives until the next record is read.
 struct RecordView {
@@ -53,7 +53,6 @@ public:
     explicit RecordReader(const WString& path);
     RecordReader(const RecordReader&) = delete;
     RecordReader& operator=(const RecordReader&) = delete;
-    ~RecordReader();
 
     // Reads the next record. False at the end of the file and at the first damage. Throws Failure
     // when the file cannot be read or a stop was requested.
@@ -80,7 +79,7 @@ private:
     bool Fail(std::string what);
 
     WString m_path;
-    HANDLE m_file;
+    OwnedHandle m_file;
     std::uint64_t m_fileSize = 0;
     std::int64_t m_headerCount = 0;
     std::uint64_t m_records = 0;

@@ -2,7 +2,6 @@
 
 #include <charconv>
 
-#include "platform/Platform.h"
 #include "report/ExitCodes.h"
 #include "report/Failure.h"
 #include "report/ShellText.h"
@@ -21,15 +20,14 @@ void RequireParentFolder(const StateRole& role) {
 
 // The process id in the lock file, "" when there is none.
 std::string HolderId(const WString& lock) {
-    const HANDLE file = CreateFileW(lock.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    const OwnedHandle file(CreateFileW(lock.c_str(), GENERIC_READ,
+                                       FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                                       FILE_ATTRIBUTE_NORMAL, nullptr));
     std::string text(16, '\0');
     DWORD bytes = 0;
-    if (file != INVALID_HANDLE_VALUE) {
-        if (!ReadFile(file, text.data(), static_cast<DWORD>(text.size()), &bytes, nullptr)) {
-            bytes = 0;
-        }
-        CloseHandle(file);
+    if (!file ||
+        !ReadFile(file.get(), text.data(), static_cast<DWORD>(text.size()), &bytes, nullptr)) {
+        bytes = 0;
     }
     text.resize(bytes);
     text.resize(std::min(text.size(), text.find_first_not_of("0123456789")));
@@ -161,13 +159,9 @@ std::optional<std::string> StateHolder(const StateFiles& state) {
     if (id.empty()) {
         return {};
     }
-    const HANDLE file = CreateFileW(state.lock.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file != INVALID_HANDLE_VALUE) {
-        CloseHandle(file);
-        return {};
-    }
-    return HolderText(id);
+    const OwnedHandle file(CreateFileW(state.lock.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                       OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    return file ? std::nullopt : std::optional(HolderText(id));
 }
 
 stSyncFileDbContext DatabaseContext(const StateFiles& state) {
@@ -177,7 +171,7 @@ stSyncFileDbContext DatabaseContext(const StateFiles& state) {
 StateLock::StateLock(const StateFiles& state)
     : m_file(CreateFileW(state.lock.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr,
                          OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr)) {
-    if (m_file != INVALID_HANDLE_VALUE) {
+    if (m_file) {
         WritePid();
         return;
     }
@@ -197,16 +191,15 @@ StateLock::StateLock(const StateFiles& state)
 void StateLock::WritePid() {
     const std::string text = std::to_string(GetCurrentProcessId()) + "\n";
     DWORD written = 0;
-    if (WriteFile(m_file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr)) {
-        SetEndOfFile(m_file);
+    if (WriteFile(m_file.get(), text.data(), static_cast<DWORD>(text.size()), &written, nullptr)) {
+        SetEndOfFile(m_file.get());
     }
 }
 
 StateLock::~StateLock() {
     LARGE_INTEGER start;
     start.QuadPart = 0;
-    if (SetFilePointerEx(m_file, start, nullptr, FILE_BEGIN)) {
-        SetEndOfFile(m_file);
+    if (SetFilePointerEx(m_file.get(), start, nullptr, FILE_BEGIN)) {
+        SetEndOfFile(m_file.get());
     }
-    CloseHandle(m_file);
 }

@@ -5,10 +5,16 @@
 #include <string>
 #include <vector>
 
-#include "commands/Options.h"
 #include "fenwickel/SyncFileDatabase.h"
-#include "fenwickel/Types.h"
+#include "platform/OwnedHandle.h"
 #include "report/Failure.h"
+
+// The options --base, --syncing and --deleted as the user gave them.
+struct StateArguments {
+    std::string base;
+    std::string syncing;
+    std::string deleted;
+};
 
 // Where the files lie, in the library's form.
 struct StateFiles {
@@ -71,10 +77,10 @@ public:
     ~StateLock();
 
     // The open lock file, for a child process to hold it as well. Not to be closed.
-    HANDLE File() const { return m_file; }
+    HANDLE File() const { return m_file.get(); }
 
 private:
     void WritePid();
 
-    HANDLE m_file;
+    OwnedHandle m_file;
 };

@@ -10,6 +10,7 @@
 #include "logshare/LogEntries.h"
 #include "logshare/LogText.h"
 #include "logshare/SharedText.h"
+#include "platform/OwnedHandle.h"
 
 namespace {
 
@@ -40,22 +41,20 @@ std::string BytesAt(HANDLE file, std::uint64_t from, std::size_t count) {
 
 // The beginning of the file, which tells its encoding, and its last kTailBytes.
 std::string Tail(const WString& path) {
-    const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ,
-                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) {
+    const OwnedHandle file(CreateFileW(path.c_str(), GENERIC_READ,
+                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                       nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file) {
         return {};
     }
     LARGE_INTEGER size;
     size.QuadPart = 0;
-    GetFileSizeEx(file, &size);
+    GetFileSizeEx(file.get(), &size);
     const auto end = static_cast<std::uint64_t>(size.QuadPart);
     const std::uint64_t from = end > kTailBytes ? end - kTailBytes : 0;
-    std::string bytes =
-        BytesAt(file, 0, kMarkBytes) +
-        BytesAt(file, std::max<std::uint64_t>(from - from % kMarkBytes, kMarkBytes), kTailBytes);
-    CloseHandle(file);
-    return bytes;
+    return BytesAt(file.get(), 0, kMarkBytes) +
+           BytesAt(file.get(), std::max<std::uint64_t>(from - from % kMarkBytes, kMarkBytes),
+                   kTailBytes);
 }
 
 std::vector<LogEntry> Entries(std::string_view bytes) {

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "report/Failure.h"
+#include "report/LibraryFailures.h"
 #include "system/Paths.h"
 
 // Gives the library a log file, fenwickel.Log in the folder, for the life of the process. Without a
@@ -12,17 +12,15 @@
 // process's log configuration, so that other tools can still send the messages elsewhere. Must
 // exist before the library's first message, which makes the file; no message, no file. Without a
 // file the run goes on and messages lack the library's words.
-class LibraryLog {
+class LibraryLog final : public LibraryFailures {
 public:
     LibraryLog() : LibraryLog(HostStateFolder()) {}
     explicit LibraryLog(const WString& folder);
     LibraryLog(const LibraryLog&) = delete;
     LibraryLog& operator=(const LibraryLog&) = delete;
 
-    // An operation of the library that failed with the code: `ACTION: WHY: REMEDY; see "LOGFILE"`.
-    // WHY is the library's words, if there are any, and the code's text.
     Failure FailureOf(int exitCode, int code, const std::string& action,
-                      const std::string& remedy) const;
+                      const std::string& remedy) const override;
 
 private:
     std::uint64_t m_begin;  // LogTimeKey of the time before this process's first message

@@ -12,11 +12,11 @@ constexpr std::size_t kBlockBytes = 65536;
 // Files that were removed leave gaps in the numbers; a longer gap ends the series.
 constexpr DWORD kWidestGap = 64;
 
-HANDLE OpenLogFile(const WString& path) {
-    const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ,
-                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) {
+OwnedHandle OpenLogFile(const WString& path) {
+    OwnedHandle file(CreateFileW(path.c_str(), GENERIC_READ,
+                                 FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                 OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file) {
         throw SystemFailure(ExitCode::Failed, "read", path, GetLastError(),
                             "name a log file that exists and that you may read");
     }
@@ -27,10 +27,6 @@ HANDLE OpenLogFile(const WString& path) {
 
 LogFileStream::LogFileStream(const WString& path)
     : m_path(path), m_file(OpenLogFile(path)), m_block(kBlockBytes) {}
-
-LogFileStream::~LogFileStream() {
-    CloseHandle(m_file);
-}
 
 bool LogFileStream::Next(LogEntry* entry) {
     WString line;
@@ -46,7 +42,8 @@ bool LogFileStream::Next(LogEntry* entry) {
 
 bool LogFileStream::ReadBlock() {
     DWORD bytes = 0;
-    if (!ReadFile(m_file, m_block.data(), static_cast<DWORD>(m_block.size()), &bytes, nullptr)) {
+    if (!ReadFile(m_file.get(), m_block.data(), static_cast<DWORD>(m_block.size()), &bytes,
+                  nullptr)) {
         throw SystemFailure(ExitCode::Failed, "read", m_path, GetLastError(), "check the disk");
     }
     m_offset += bytes;
@@ -64,7 +61,8 @@ void LogFileStream::Finish() {
 
 bool LogFileStream::WasCut() const {
     LARGE_INTEGER size;
-    return GetFileSizeEx(m_file, &size) && static_cast<std::uint64_t>(size.QuadPart) < m_offset;
+    return GetFileSizeEx(m_file.get(), &size) &&
+           static_cast<std::uint64_t>(size.QuadPart) < m_offset;
 }
 
 bool LogFileStream::FindNextFile(WString* path) const {
@@ -90,7 +88,7 @@ bool LogFileStream::Advance() {
         Restart();
         LARGE_INTEGER start;
         start.QuadPart = 0;
-        return SetFilePointerEx(m_file, start, nullptr, FILE_BEGIN) != FALSE;
+        return SetFilePointerEx(m_file.get(), start, nullptr, FILE_BEGIN) != FALSE;
     }
     if (!m_leaving) {
         m_leaving = FindNextFile(&next);
@@ -100,9 +98,7 @@ bool LogFileStream::Advance() {
     if (!FindNextFile(&next)) {
         return false;
     }
-    const HANDLE file = OpenLogFile(next);
-    CloseHandle(m_file);
-    m_file = file;
+    m_file = OpenLogFile(next);
     m_path = next;
     Restart();
     return true;

@@ -4,10 +4,9 @@
 #include <cstdint>
 #include <vector>
 
-#include "fenwickel/Types.h"
 #include "logshare/LogEntries.h"
 #include "logshare/LogText.h"
-#include "platform/Platform.h"
+#include "platform/OwnedHandle.h"
 
 // Reads in blocks; others may write, roll over, cut and delete the file meanwhile.
 class LogFileStream {
@@ -16,7 +15,6 @@ public:
     explicit LogFileStream(const WString& path);
     LogFileStream(const LogFileStream&) = delete;
     LogFileStream& operator=(const LogFileStream&) = delete;
-    ~LogFileStream();
 
     // The next entry that is whole. False at the end of what is in the file now. Throws Failure.
     bool Next(LogEntry* entry);
@@ -36,7 +34,7 @@ private:
     void Restart();
 
     WString m_path;
-    HANDLE m_file;  // owned
+    OwnedHandle m_file;
     std::uint64_t m_offset = 0;
     // Set once a file with a higher number was seen: what comes into this one after that is read in
     // one more round, then it is left.

@@ -1,61 +1,50 @@
-#include "ListFile.h"
+#include "FileWriter.h"
 
+#include <algorithm>
 #include <utility>
 
-#include "platform/Platform.h"
-#include "report/ExitCodes.h"
-#include "report/Failure.h"
+#include "ExitCodes.h"
+#include "Failure.h"
 
 namespace {
 
-Failure WriteFailure(const WString& path) {
-    return SystemFailure(ExitCode::Failed, "write", path, GetLastError(),
-                         "see that the state folder has room and can be written");
+constexpr std::size_t kMostBytesAtOnce = std::size_t{64} << 20U;
+
+Failure WriteFailure(const WString& path, DWORD code = GetLastError()) {
+    return SystemFailure(
+        code == ERROR_SHARING_VIOLATION ? ExitCode::Held : ExitCode::Failed, "write", path, code,
+        code == ERROR_DISK_FULL ? "free some space" : "make the file and its folder writable");
 }
 
 }  // namespace
 
-ListFile::ListFile(WString path)
+FileWriter::FileWriter(WString path)
     : m_path(std::move(path)),
       m_file(CreateFileW(m_path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr,
                          OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr)) {
-    if (m_file == INVALID_HANDLE_VALUE) {
+    if (!m_file || !SetEndOfFile(m_file.get())) {
         throw WriteFailure(m_path);
-    }
-    if (!SetEndOfFile(m_file)) {
-        const Failure failure = WriteFailure(m_path);
-        CloseHandle(m_file);
-        throw failure;
     }
 }
 
-ListFile::ListFile(ListFile&& other) noexcept
-    : m_path(std::move(other.m_path)),
-      m_file(std::exchange(other.m_file, INVALID_HANDLE_VALUE)),
-      m_bytes(std::move(other.m_bytes)) {}
-
-ListFile::~ListFile() {
-    if (m_file != INVALID_HANDLE_VALUE) {
-        CloseHandle(m_file);
-    }
-}
-
-void ListFile::Write() {
-    DWORD written = 0;
-    const auto size = static_cast<DWORD>(m_bytes.size());
-    if (!WriteFile(m_file, m_bytes.data(), size, &written, nullptr)) {
-        throw WriteFailure(m_path);
-    }
-    if (written != size) {
-        SetLastError(ERROR_DISK_FULL);
-        throw WriteFailure(m_path);
+void FileWriter::Write() {
+    for (std::size_t done = 0; done < m_bytes.size();) {
+        const auto piece = static_cast<DWORD>(std::min(m_bytes.size() - done, kMostBytesAtOnce));
+        DWORD written = 0;
+        if (!WriteFile(m_file.get(), m_bytes.data() + done, piece, &written, nullptr)) {
+            throw WriteFailure(m_path);
+        }
+        if (written != piece) {
+            throw WriteFailure(m_path, ERROR_DISK_FULL);
+        }
+        done += written;
     }
     m_bytes.clear();
 }
 
-void ListFile::Finish() {
+void FileWriter::Finish() {
     Write();
-    if (!FlushFileBuffers(m_file)) {
+    if (!FlushFileBuffers(m_file.get()) || !m_file.Close()) {
         throw WriteFailure(m_path);
     }
 }

@@ -4,16 +4,13 @@
 #include <string>
 #include <string_view>
 
-#include "fenwickel/Types.h"
+#include "platform/OwnedHandle.h"
 
-// Open from construction to destruction. Replaces a file of that name.
-class ListFile {
+// Open from construction until Finish or destruction. Replaces the content of a file of that name.
+class FileWriter {
 public:
     // Throws Failure, as every operation does.
-    explicit ListFile(WString path);
-    ListFile(ListFile&& other) noexcept;
-    ListFile& operator=(ListFile&&) = delete;
-    ~ListFile();
+    explicit FileWriter(WString path);
 
     void Append(std::string_view bytes) {
         m_bytes += bytes;
@@ -22,7 +19,8 @@ public:
         }
     }
 
-    // Writes what is left and forces all to the disk. Without it the end of the file is missing.
+    // Writes what is left, forces all of it to the disk and closes the file. Without it the end of
+    // the file is missing.
     void Finish();
 
     const WString& Path() const { return m_path; }
@@ -33,6 +31,6 @@ private:
     void Write();
 
     WString m_path;
-    HANDLE m_file;
+    OwnedHandle m_file;
     std::string m_bytes;
 };

@@ -2,8 +2,8 @@
 
 #include <chrono>
 #include <cstdio>
-#include <string>
 #include <system_error>
+#include <utility>
 
 #include "system/Terminal.h"
 
@@ -18,21 +18,10 @@ void Show(std::string text) {
     std::fflush(stderr);
 }
 
-std::string LineOf(const JobControl& control, double seconds) {
-    const std::uint64_t seen = control.FilesSeen();
-    if (seen == 0) {
-        return "reading the previous listing";
-    }
-    char text[128];
-    std::snprintf(text, sizeof text, "about %llu files examined, %llu known before, %.1f s",
-                  static_cast<unsigned long long>(seen),
-                  static_cast<unsigned long long>(control.FilesKnown()), seconds);
-    return text;
-}
-
 }  // namespace
 
-Progress::Progress(const JobControl& control) : m_control(control) {
+Progress::Progress(std::function<std::string(double)> lineAfter)
+    : m_lineAfter(std::move(lineAfter)) {
     try {
         m_thread = std::thread(&Progress::Run, this);
     } catch (const std::system_error&) {
@@ -55,7 +44,7 @@ void Progress::Run() {
         std::this_thread::sleep_for(kReportNap);
         if (naps % kNapsPerLine == 0) {
             const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
-            Show(LineOf(m_control, elapsed.count()));
+            Show(m_lineAfter(elapsed.count()));
         }
     }
 }

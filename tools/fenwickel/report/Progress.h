@@ -2,16 +2,17 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
+#include <string>
 #include <thread>
 
-#include "listing/JobControl.h"
-
 // Rewrites one line of standard error from construction to destruction, which clears it. Only for
-// a terminal. Uses no colour. Without a thread to be had it shows nothing.
+// a terminal. Uses no colour. Shows nothing when the system refuses a thread.
 class Progress {
 public:
-    // The control object must outlive the progress line.
-    explicit Progress(const JobControl& control);
+    // lineAfter gives the text after so many seconds; a thread of this object calls it, until the
+    // destructor returns.
+    explicit Progress(std::function<std::string(double seconds)> lineAfter);
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
     ~Progress();
@@ -19,7 +20,7 @@ public:
 private:
     void Run();
 
-    const JobControl& m_control;
+    const std::function<std::string(double)> m_lineAfter;
     std::atomic<bool> m_ended = false;
     std::thread m_thread;
 };

@@ -84,11 +84,12 @@ std::string DeleteOverride(std::uint64_t lost) {
 }
 
 // alsoNeeded names what else it takes, when the next brake would stop these deletions.
-void CheckEmptied(const StateSettings& now, const ListingCounts& base, const ListingCounts& found,
-                  std::uint64_t lost, const std::string& alsoNeeded) {
+void CheckEmptied(const StateSettings& now, const ListingCounts& base,
+                  const std::vector<std::uint64_t>& foundPerFolder, std::uint64_t lost,
+                  const std::string& alsoNeeded) {
     for (std::size_t i = 0; i < now.folders.size(); ++i) {
         const std::uint64_t known = At(base.perFolder, i);
-        if (known != 0 && At(found.perFolder, i) == 0) {
+        if (known != 0 && At(foundPerFolder, i) == 0) {
             throw Stopped("the folder " + Quoted(now.folders[i]) + " is empty, but had " +
                           Files(known) +
                           (lost > known ? " (" + Files(lost) + " to delete in all)" : "") +
@@ -131,11 +132,13 @@ void CheckFolders(const StateSettings* settings, const StateSettings& now,
     }
 }
 
-void CheckCounts(const StateSettings& now, const ListingCounts& base, const ListingCounts& found,
-                 std::uint64_t lost, const RunSummary& summary, const BrakeOptions& options) {
+void CheckCounts(const StateSettings& now, const ListingCounts& base,
+                 const std::vector<std::uint64_t>& foundPerFolder, std::uint64_t lost,
+                 const RunSummary& summary, const BrakeOptions& options) {
     const bool tooMany = lost > Allowed(options.maxDelete, base.all);
     if (!options.allowEmpty) {
-        CheckEmptied(now, base, found, lost, tooMany ? " and " + DeleteOverride(lost) : "");
+        CheckEmptied(now, base, foundPerFolder, lost,
+                     tooMany ? " and " + DeleteOverride(lost) : "");
     }
     if (tooMany) {
         throw Stopped(std::to_string(lost) + " of " + Files(base.all) +

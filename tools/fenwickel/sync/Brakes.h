@@ -40,5 +40,6 @@ void CheckFolders(const StateSettings* settings, const StateSettings& now,
 // After the detection. An empty folder whose listing was not empty, or which the destination may
 // have files of (--allow-empty: base.perFolder counts these, too), more known files lost than
 // allowed (--max-delete), every known file changed (--force-all; a single file does not count).
-void CheckCounts(const StateSettings& now, const ListingCounts& base, const ListingCounts& found,
-                 std::uint64_t lost, const RunSummary& summary, const BrakeOptions& options);
+void CheckCounts(const StateSettings& now, const ListingCounts& base,
+                 const std::vector<std::uint64_t>& foundPerFolder, std::uint64_t lost,
+                 const RunSummary& summary, const BrakeOptions& options);

@@ -1,17 +1,15 @@
-// Takes records out of a new listing before it is committed.
+#include "DropRecords.h"
+
 #include <cstring>
 #include <vector>
 
-#include "Plan.h"
 #include "fenwickel/SyncDBFile.h"
 #include "listing/RecordReader.h"
-#include "platform/Platform.h"
 #include "report/ExitCodes.h"
 #include "report/Failure.h"
+#include "report/WholeFile.h"
 
 namespace {
-
-constexpr const WCHAR* kRewrittenFile = WIDE("syncing.new");
 
 DWORD High(std::uint64_t value) {
     return static_cast<DWORD>(value >> 32U);
@@ -48,7 +46,7 @@ private:
 void Require(int code, const WString& path) {
     if (code != 0) {
         throw SystemFailure(ExitCode::Failed, "write", path, static_cast<std::uint32_t>(code),
-                            "put that right and run again; nothing was committed");
+                            "free space on the disk and run again; nothing was committed");
     }
 }
 
@@ -58,7 +56,7 @@ void CopyOthers(const StateFolder& state, const PathKeys& dropped, const WString
     Require(file.OpenDBFile(target), target);
     RecordBytes bytes;
     for (RecordView record; reader.Next(record);) {
-        if (!dropped.contains(PathKey(record.pathIndex, record.path))) {
+        if (!dropped.contains(PathKeyView{record.pathIndex, record.path})) {
             Require(file.AppendRecord(bytes.Fill(record)), target);
         }
     }
@@ -76,11 +74,8 @@ void DropRecords(const StateFolder& state, const PathKeys& dropped) {
     if (dropped.empty()) {
         return;
     }
-    const WString target = state.File(kRewrittenFile);
-    RemoveFile(target);  // an earlier run may have left one, whose end would stay
-    CopyOthers(state, dropped, target);
-    if (!MoveFileExW(target.c_str(), state.files.syncing.c_str(),
-                     MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
-        Require(static_cast<int>(GetLastError()), state.files.syncing);
-    }
+    const Replacement next(state.files.syncing);
+    RemoveFile(next.Path());  // an earlier run may have left one, whose end would stay
+    CopyOthers(state, dropped, next.Path());
+    next.PutInPlace();
 }

@@ -98,23 +98,8 @@ SnapshotMode ParseSnapshotMode(const std::string& argument) {
                                        "\": it is none of its values: give require, prefer or off");
 }
 
-std::uint64_t RemoveLeftoverSnapshots(const std::vector<WString>& folders) {
-    std::uint64_t deleted = 0;
-    std::vector<std::string> problems;
-    for (const WString& snapshot : FindLeftovers(VolumesOf(folders, &problems), &problems)) {
-        const std::string problem = DeleteLeftover(snapshot);
-        if (problem.empty()) {
-            ++deleted;
-        } else {
-            problems.push_back(problem);
-        }
-    }
-    std::for_each(problems.begin(), problems.end(), ReportProblem);
-    return deleted;
-}
-
 FolderSnapshot::FolderSnapshot(SnapshotMode mode, const std::vector<WString>& folders,
-                               const LibraryLog& log)
+                               const LibraryFailures& library)
     : m_originals(folders), m_begun(HostFileClock()) {
     if (mode == SnapshotMode::Off) {
         ReadAsTheyAre();
@@ -123,7 +108,7 @@ FolderSnapshot::FolderSnapshot(SnapshotMode mode, const std::vector<WString>& fo
     m_held = true;
     vsswrapper::SetProviderPolicy(mode == SnapshotMode::Prefer, &m_uses);
     try {
-        Take(mode, log);
+        Take(mode, library);
     } catch (const Failure& failure) {
         GiveBack();
         if (mode == SnapshotMode::Require) {
@@ -141,19 +126,19 @@ FolderSnapshot::~FolderSnapshot() {
     Release();
 }
 
-void FolderSnapshot::Take(SnapshotMode mode, const LibraryLog& log) {
+void FolderSnapshot::Take(SnapshotMode mode, const LibraryFailures& library) {
     std::vector<MetaVolVssInfo> entries(m_originals.size());
     for (std::size_t i = 0; i < entries.size(); ++i) {
         entries[i].strMetaPath = m_originals[i];
     }
     m_volumes.AddMetaFileVol(entries);
     if (const int code = m_volumes.CreateSnapshotForMetaVol()) {
-        throw Refusal(mode, code, log);
+        throw Refusal(mode, code, library);
     }
     m_volumes.GetMetaFileVolSnapshot(entries);
     for (const MetaVolVssInfo& entry : entries) {
         if (entry.strSnapshotDevice.empty()) {
-            throw Refusal(mode, static_cast<int>(ERROR_NOT_SUPPORTED), log);
+            throw Refusal(mode, static_cast<int>(ERROR_NOT_SUPPORTED), library);
         }
         m_folders.push_back(PlaceOf(entry));
     }
@@ -212,7 +197,7 @@ void FolderSnapshot::TellUses(const std::vector<MetaVolVssInfo>& entries) {
 }
 
 // The library's code says nothing about a disk that it refuses.
-Failure FolderSnapshot::Refusal(SnapshotMode mode, int code, const LibraryLog& log) const {
+Failure FolderSnapshot::Refusal(SnapshotMode mode, int code, const LibraryFailures& library) const {
     const std::string action = "cannot take a snapshot of " + NamesOf(m_originals);
     const std::string remedy =
         mode == SnapshotMode::Require ? SnapshotRemedy(code) : "reading without one";
@@ -220,7 +205,7 @@ Failure FolderSnapshot::Refusal(SnapshotMode mode, int code, const LibraryLog& l
     if (!problem.empty()) {
         return {ExitCode::NoSnapshot, code, action + ": " + problem + ": " + remedy};
     }
-    return log.FailureOf(ExitCode::NoSnapshot, code, action, remedy);
+    return library.FailureOf(ExitCode::NoSnapshot, code, action, remedy);
 }
 
 void FolderSnapshot::ReadAsTheyAre() {

@@ -1,4 +1,4 @@
-// One snapshot of all the volumes that hold the folders of a run, and what killed runs left.
+// One snapshot of all the volumes that hold the folders of a run.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 
 #include "fenwickel/MetaVSS.h"
 #include "fenwickel/VSSProviderPolicy.h"
-#include "log/LibraryLog.h"
+#include "report/LibraryFailures.h"
 
 enum class SnapshotMode {
     Require,  // a point in time or nothing
@@ -18,16 +18,13 @@ enum class SnapshotMode {
 // Understands "require", "prefer" and "off". Throws Failure (Usage).
 SnapshotMode ParseSnapshotMode(const std::string& argument);
 
-// Deletes the snapshots that killed runs left on the volumes of the folders. What cannot be deleted
-// or listed is told on standard error and left. Returns how many it deleted.
-std::uint64_t RemoveLeftoverSnapshots(const std::vector<WString>& folders);
-
 // Held from construction until Release or destruction. One thread.
 class FolderSnapshot {
 public:
     // folders are existing folders with their links resolved, without '\\' at the end unless a
     // root. Throws Failure (NoSnapshot, exit code 7) when mode requires what is not to be had.
-    FolderSnapshot(SnapshotMode mode, const std::vector<WString>& folders, const LibraryLog& log);
+    FolderSnapshot(SnapshotMode mode, const std::vector<WString>& folders,
+                   const LibraryFailures& library);
     FolderSnapshot(const FolderSnapshot&) = delete;
     FolderSnapshot& operator=(const FolderSnapshot&) = delete;
     ~FolderSnapshot();
@@ -50,11 +47,11 @@ public:
     std::uint64_t Release();
 
 private:
-    void Take(SnapshotMode mode, const LibraryLog& log);
+    void Take(SnapshotMode mode, const LibraryFailures& library);
     WString PlaceOf(const MetaVolVssInfo& entry);
     const vsswrapper::VssProviderUse* LiveUse(const MetaVolVssInfo& entry) const;
     void TellUses(const std::vector<MetaVolVssInfo>& entries);
-    Failure Refusal(SnapshotMode mode, int code, const LibraryLog& log) const;
+    Failure Refusal(SnapshotMode mode, int code, const LibraryFailures& library) const;
     void ReadAsTheyAre();
     void GiveBack();
 

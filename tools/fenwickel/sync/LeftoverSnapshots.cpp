@@ -1,6 +1,7 @@
 #include "LeftoverSnapshots.h"
 
 #include <algorithm>
+#include <cstdio>
 
 #include "fenwickel/VSSProviderPolicy.h"
 #include "platform/Platform.h"
@@ -9,6 +10,8 @@
 #include "system/Entries.h"
 
 namespace {
+
+constexpr const WCHAR* kSnapshotTag = WIDE(".fenwickel-snapshot-");
 
 std::string Problem(const char* action, const WString& path, int code, const char* remedy) {
     return SystemFailure(ExitCode::Failed, action, path, static_cast<std::uint32_t>(code), remedy)
@@ -70,4 +73,23 @@ std::string DeleteLeftover(const WString& snapshot) {
     return code == 0 || HostEntryAt(snapshot) == HostEntry::Missing
                ? ""
                : Problem("delete the snapshot", snapshot, code, PruneRemedy(code));
+}
+
+void RemoveLeftoverSnapshots(const std::vector<WString>& folders) {
+    std::vector<std::string> problems;
+    for (const WString& snapshot : FindLeftovers(VolumesOf(folders, &problems), &problems)) {
+        const std::string problem = DeleteLeftover(snapshot);
+        if (!problem.empty()) {
+            problems.push_back(problem);
+        }
+    }
+    for (const std::string& problem : problems) {
+        std::fprintf(stderr, "fenwickel: %s\n", problem.c_str());
+    }
+}
+
+std::vector<WString> SnapshotNamesIn(const WString& folder) {
+    std::vector<WString> names = HostNamesIn(folder).value_or(std::vector<WString>());
+    std::erase_if(names, [](const WString& name) { return !name.starts_with(kSnapshotTag); });
+    return names;
 }

@@ -19,3 +19,12 @@ std::vector<WString> FindLeftovers(const std::vector<WString>& volumes,
 // Deletes a snapshot that nobody uses any more. "", also when somebody else did that meanwhile, or
 // a line that tells why not.
 std::string DeleteLeftover(const WString& snapshot);
+
+// Deletes the snapshots that killed runs left on the volumes of the folders. What cannot be deleted
+// or listed is told on standard error and left.
+void RemoveLeftoverSnapshots(const std::vector<WString>& folders);
+
+// The names in a folder that snapshots of this program have. They lie in the root folder of a
+// volume; one that another run holds, or that a killed run has left, is no content. None when the
+// folder cannot be read: the walk will tell.
+std::vector<WString> SnapshotNamesIn(const WString& folder);

@@ -6,16 +6,16 @@
 #include <unordered_set>
 #include <utility>
 
+#include "Unsettled.h"
 #include "fenwickel/SyncRecord.h"
 #include "listing/PathPairs.h"
 #include "listing/RecordReader.h"
 #include "platform/Platform.h"
-#include "platform/Text.h"
 #include "report/ExitCodes.h"
 #include "report/Failure.h"
+#include "report/FileWriter.h"
 #include "system/Entries.h"
 #include "system/Paths.h"
-#include "upload/ListFile.h"
 
 namespace {
 
@@ -26,8 +26,8 @@ class FolderPlan {
 public:
     FolderPlan(const StateFolder& state, std::size_t index, ListStyle style)
         : m_style(style),
-          m_removals(state.File(RemovalListName(index).c_str())),
-          m_sends(state.File(SendListName(index).c_str())) {}
+          m_removals(state.File(StateFile::Removals, index)),
+          m_sends(state.File(StateFile::Sends, index)) {}
 
     void Remove(const std::string& path) {
         Append(m_removals, path);
@@ -61,16 +61,16 @@ public:
     }
 
 private:
-    void Append(ListFile& list, const std::string& path) const {
+    void Append(FileWriter& list, const std::string& path) const {
         list.Append(m_style.prefix);
         list.Append(path);
         list.Append({&m_style.separator, 1});
     }
 
     ListStyle m_style;
-    ListFile m_removals;
+    FileWriter m_removals;
     std::uint64_t m_removalCount = 0;
-    ListFile m_sends;
+    FileWriter m_sends;
     std::uint64_t m_sendCount = 0;
     std::unordered_set<std::string> m_folders;  // that removed paths, maybe, lie in
     std::vector<std::string> m_replaced;
@@ -104,16 +104,17 @@ public:
 
 private:
     void RequireFolder(std::uint8_t folder) const;
-    std::string NativePath(std::uint8_t folder, View path) const;
+    std::string NativePath(const PathKeyView& key) const;
+    bool Settle(const PathKeyView& key);
     bool IsSkipped(const RecordView& record) const;
     std::string ObstacleOf(const RecordView& record, const std::string& native) const;
     void AddGone(const RecordView& record);
     void AddFound(const RecordView& record);
     void Count(const RecordView& record);
-    void Drop(const WString& key, const std::string& native, bool isThere);
-    void Remove(const WString& key, const std::string& native);
-    void Send(const WString& key, const std::string& native);
-    void Tell(const char* what, const WString& key, const std::string& why = "") const;
+    void Drop(const PathKeyView& key, const std::string& native, bool isThere);
+    void Remove(const PathKeyView& key, const std::string& native);
+    void Send(const PathKeyView& key, const std::string& native);
+    void Tell(const char* what, const PathKeyView& key, const std::string& why = "") const;
 
     const PlanInput& m_input;
     RunSummary& m_summary;
@@ -134,7 +135,7 @@ Planner::Planner(const PlanInput& input, RunSummary* summary)
         m_folders.emplace_back(input.state, i, input.uploader.Style());
         m_nested.push_back(NestedBelow(folders[i], input.settings.nested));
     }
-    m_plan.found.perFolder.resize(folders.size());
+    m_plan.foundPerFolder.resize(folders.size());
     m_plan.unsettled.resize(folders.size());
 }
 
@@ -147,13 +148,13 @@ void Planner::RequireFolder(std::uint8_t folder) const {
     }
 }
 
-std::string Planner::NativePath(std::uint8_t folder, View path) const {
-    RequireFolder(folder);
-    std::string native = HostNativePath(WString(path));
+std::string Planner::NativePath(const PathKeyView& key) const {
+    RequireFolder(key.folder);
+    std::string native = HostNativePath(WString(key.path));
     if (native.empty()) {
         throw Failure(ExitCode::Damaged,
                       "the listings of " + Quoted(m_input.state.path) +
-                          " name a path that cannot be: " + Quoted(WString(path)));
+                          " name a path that cannot be: " + Quoted(WString(key.path)));
     }
     return native;
 }
@@ -173,7 +174,7 @@ std::string Planner::ObstacleOf(const RecordView& record, const std::string& nat
             return "it became a folder while it was read";
         case HostEntry::Unknown:
             throw SystemFailure(ExitCode::Failed, "look up", path, GetLastError(),
-                                "put that right and run again");
+                                "make it readable and run again");
         default:
             break;
     }
@@ -182,9 +183,9 @@ std::string Planner::ObstacleOf(const RecordView& record, const std::string& nat
 }
 
 Plan Planner::Make() {
-    for (const WString& key : m_unsettled) {
-        const std::string native = NativePath(FolderOf(key), View(key).substr(1));
-        m_folders[FolderOf(key)].RememberFolders(native);
+    for (const PathKey& key : m_unsettled) {
+        const std::string native = NativePath(key);
+        m_folders[key.folder].RememberFolders(native);
     }
     RecordReader gone(m_input.state.files.deleted);
     for (RecordView record; gone.Next(record);) {
@@ -199,9 +200,9 @@ Plan Planner::Make() {
                       "the listings of " + Quoted(m_input.state.path) + " are damaged: run again");
     }
     const PathKeys left = std::move(m_unsettled);
-    for (const WString& key : left) {
-        ++m_plan.unsettled[FolderOf(key)];
-        Remove(key, NativePath(FolderOf(key), View(key).substr(1)));
+    for (const PathKey& key : left) {
+        ++m_plan.unsettled[key.folder];
+        Remove(key, NativePath(key));
     }
     m_gathered.Finish();
     for (std::size_t i = 0; i < m_folders.size(); ++i) {
@@ -211,10 +212,20 @@ Plan Planner::Make() {
     return std::move(m_plan);
 }
 
+// Takes the path off those not met yet. False when it was none of them.
+bool Planner::Settle(const PathKeyView& key) {
+    const auto found = m_unsettled.find(key);
+    if (found == m_unsettled.end()) {
+        return false;
+    }
+    m_unsettled.erase(found);
+    return true;
+}
+
 void Planner::AddGone(const RecordView& record) {
-    const std::string native = NativePath(record.pathIndex, record.path);
-    const WString key = PathKey(record.pathIndex, record.path);
-    m_unsettled.erase(key);
+    const PathKeyView key{record.pathIndex, record.path};
+    const std::string native = NativePath(key);
+    Settle(key);
     m_folders[record.pathIndex].RememberFolders(native);
     ++m_summary.deleted;
     ++m_plan.lost;
@@ -228,9 +239,9 @@ void Planner::AddFound(const RecordView& record) {
         Count(record);  // as most are: nothing is to be done
         return;
     }
-    const std::string native = NativePath(record.pathIndex, record.path);
-    const WString key = PathKey(record.pathIndex, record.path);
-    const bool isUnsettled = m_unsettled.erase(key) != 0;
+    const PathKeyView key{record.pathIndex, record.path};
+    const std::string native = NativePath(key);
+    const bool isUnsettled = Settle(key);
     const bool isInBase = record.status != SYNC_ITEM_NEW;
     m_plan.unsettled[record.pathIndex] += isUnsettled && !isInBase ? 1U : 0U;
     if (IsSkipped(record)) {
@@ -255,8 +266,7 @@ void Planner::AddFound(const RecordView& record) {
 }
 
 void Planner::Count(const RecordView& record) {
-    ++m_plan.found.all;
-    ++m_plan.found.perFolder[record.pathIndex];
+    ++m_plan.foundPerFolder[record.pathIndex];
     m_summary.tickFiles += record.writeTime >= m_input.tick ? 1U : 0U;
     switch (record.status) {
         case SYNC_ITEM_NEW:
@@ -272,29 +282,29 @@ void Planner::Count(const RecordView& record) {
 }
 
 // What is not sent must not be listed as sent; what was sent earlier under its name must go.
-void Planner::Drop(const WString& key, const std::string& native, bool isThere) {
-    m_plan.dropped.insert(key);
+void Planner::Drop(const PathKeyView& key, const std::string& native, bool isThere) {
+    m_plan.dropped.emplace(key);
     if (isThere) {
-        m_folders[FolderOf(key)].RememberFolders(native);
+        m_folders[key.folder].RememberFolders(native);
         Remove(key, native);
     }
 }
 
-void Planner::Remove(const WString& key, const std::string& native) {
+void Planner::Remove(const PathKeyView& key, const std::string& native) {
     Tell("remove", key);
-    m_folders[FolderOf(key)].Remove(native);
+    m_folders[key.folder].Remove(native);
     m_gathered.Add(key);
 }
 
-void Planner::Send(const WString& key, const std::string& native) {
+void Planner::Send(const PathKeyView& key, const std::string& native) {
     Tell("send", key);
-    m_folders[FolderOf(key)].Send(native);
+    m_folders[key.folder].Send(native);
     m_gathered.Add(key);
 }
 
-void Planner::Tell(const char* what, const WString& key, const std::string& why) const {
+void Planner::Tell(const char* what, const PathKeyView& key, const std::string& why) const {
     if (m_input.tell) {
-        m_input.tell(what, WithSeparator(m_input.settings.folders[FolderOf(key)]) + key.substr(1),
+        m_input.tell(what, WithSeparator(m_input.settings.folders[key.folder]) + WString(key.path),
                      why);
     }
 }
@@ -305,14 +315,6 @@ bool Plan::IsEmpty() const {
     return std::all_of(folders.begin(), folders.end(), [](const HandOver& folder) {
         return folder.removalCount == 0 && folder.sendCount == 0;
     });
-}
-
-WString RemovalListName(std::size_t folder) {
-    return WideFromUtf8("remove-" + std::to_string(folder) + ".list");
-}
-
-WString SendListName(std::size_t folder) {
-    return WideFromUtf8("send-" + std::to_string(folder) + ".list");
 }
 
 Plan MakePlan(const PlanInput& input, RunSummary* summary) {

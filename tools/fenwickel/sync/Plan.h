@@ -6,9 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "Brakes.h"
-#include "StateFolder.h"
-#include "Unsettled.h"
+#include "PathKey.h"
+#include "RunRecord.h"
 #include "upload/Uploader.h"
 
 // What a plan is made of.
@@ -26,7 +25,7 @@ struct PlanInput {
 // What is to be done, per folder. The lists lie in the state folder.
 struct Plan {
     std::vector<HandOver> folders;
-    ListingCounts found;
+    std::vector<std::uint64_t> foundPerFolder;  // files of the new listing, but for skipped ones
     // Files of the base that go from the destination: deleted, not carried any more, or below a
     // mount that is skipped now.
     std::uint64_t lost = 0;
@@ -43,10 +42,3 @@ struct Plan {
 // Reads the listings, adds what earlier runs left unsettled, writes the lists and gathers the
 // unsettled paths of this run, and fills the counts of the summary. Throws Failure.
 Plan MakePlan(const PlanInput& input, RunSummary* summary);
-
-// Rewrites the new listing of the state without those records. Throws Failure.
-void DropRecords(const StateFolder& state, const PathKeys& dropped);
-
-// Names of the list files of one folder.
-WString RemovalListName(std::size_t folder);
-WString SendListName(std::size_t folder);

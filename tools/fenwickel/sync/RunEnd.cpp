@@ -1,15 +1,15 @@
 #include "RunEnd.h"
 
-#include <algorithm>
-#include <chrono>
 #include <filesystem>
-#include <thread>
+#include <utility>
 
 #include "listing/CommitSteps.h"
 #include "platform/Platform.h"
 #include "report/ExitCodes.h"
 #include "report/Failure.h"
+#include "report/Patience.h"
 #include "report/Stop.h"
+#include "report/WholeFile.h"
 #include "system/Entries.h"
 #include "system/Paths.h"
 
@@ -17,53 +17,18 @@ namespace {
 
 const char* const kSyncAgain = "discard the run and run fenwickel sync again";
 
-constexpr std::chrono::milliseconds kUnheldNap{50};
-
 void AwaitUnheld(const StateFiles& files) {
-    const auto end = std::chrono::steady_clock::now() + kCommitPatience;
+    const Patience patience(kFilePatience);
     for (;;) {
         try {
             return RequireUnheld(files);
         } catch (const Failure&) {
             ThrowIfStopped();
-            if (std::chrono::steady_clock::now() >= end) {
+            if (!patience.Nap()) {
                 throw;
             }
         }
-        std::this_thread::sleep_for(kUnheldNap);
     }
-}
-
-// What lies in the folder for the time of one run only, beside its listings.
-bool IsOfOneRun(const WString& name) {
-    const WString passing[] = {WIDE("syncing.new"), WIDE("unsettled.new"), WIDE("run.json.new"),
-                               WIDE("last.json.new"), WIDE("settings.json.new")};
-    const bool isList = name.ends_with(WIDE(".list")) &&
-                        (name.starts_with(WIDE("remove-")) || name.starts_with(WIDE("send-")));
-    return isList || name.starts_with(kUploaderScratch) ||
-           std::find(std::begin(passing), std::end(passing), name) != std::end(passing);
-}
-
-// The names are gathered first: a search that meets its own deletions may leave something out.
-std::vector<WString> FilesOfOneRun(const StateFolder& state) {
-    WIN32_FIND_DATAW entry;
-    const HANDLE search = FindFirstFileW(state.File(WIDE("*.*")).c_str(), &entry);
-    std::vector<WString> files;
-    bool found = search != INVALID_HANDLE_VALUE;
-    while (found) {
-        if (IsOfOneRun(entry.cFileName)) {
-            files.push_back(state.File(entry.cFileName));
-        }
-        found = FindNextFileW(search, &entry) != FALSE;
-    }
-    const DWORD code = GetLastError();
-    if (search != INVALID_HANDLE_VALUE) {
-        FindClose(search);
-    }
-    if (code != ERROR_NO_MORE_FILES) {
-        throw SystemFailure(ExitCode::Failed, "list", state.path, code, "make it readable");
-    }
-    return files;
 }
 
 // An uploader may keep an empty folder there while it runs.
@@ -78,16 +43,25 @@ void RemoveFolder(const WString& folder) {
     }
 }
 
+// The names are gathered first: a search that meets its own deletions may leave something out.
 void RemoveFilesOfOneRun(const StateFolder& state) {
-    for (const WString& file : FilesOfOneRun(state)) {
-        HostEntryAt(file) == HostEntry::Folder ? RemoveFolder(file) : RemoveFile(file);
+    const auto names = HostNamesIn(state.path);
+    if (!names) {
+        throw SystemFailure(ExitCode::Failed, "list", state.path, GetLastError(),
+                            "make it readable");
+    }
+    for (const WString& name : *names) {
+        const WString path = state.path + WIDE("\\") + name;
+        if (BelongsToOneRun(name)) {
+            HostEntryAt(path) == HostEntry::Folder ? RemoveFolder(path) : RemoveFile(path);
+        }
     }
 }
 
 // Where a killed commit was: the base is deleted first, then the new listing takes its name.
-void CommitWhatIsLeft(const StateFolder& state, const LibraryLog& log) {
+void CommitWhatIsLeft(const StateFolder& state, const LibraryFailures& library) {
     const StateFiles& files = state.files;
-    const std::string run = Quoted(state.File(kRunFile));
+    const std::string run = Quoted(state.File(StateFile::Run));
     const bool baseGone = IsGone(files.base);
     if (!IsGone(files.syncing)) {
         RequireWholeList(
@@ -95,7 +69,7 @@ void CommitWhatIsLeft(const StateFolder& state, const LibraryLog& log) {
             baseGone ? "restore it, or delete it and " + run + " to start over with every file new"
                      : "restore it, or delete " + run +
                            "; the next sync sends again what this run has sent");
-        CommitListing(files, log);
+        CommitListing(files, library);
     } else if (baseGone) {
         throw Failure(ExitCode::Damaged, "cannot finish the commit: " + Quoted(files.base) +
                                              " and " + Quoted(files.syncing) +
@@ -104,42 +78,35 @@ void CommitWhatIsLeft(const StateFolder& state, const LibraryLog& log) {
     }
 }
 
+}  // namespace
+
+void CommitRun(const StateFolder& state, RunRecord* run, const LibraryFailures& library) {
+    RequireWholeList(state.files.syncing, kSyncAgain);
+    RequireDeletedList(state.files, kSyncAgain);
+    AwaitUnheld(state.files);
+    ThrowIfStopped();
+    RunRecord committing = *run;
+    committing.stage = RunStage::Committing;
+    committing.summary.outcome = RunOutcome::Committed;
+    SaveRun(state, committing);
+    *run = std::move(committing);
+    FinishCommit(state, *run, library);
+}
+
 // Every step may have been done before. The record of the run goes last: as long as it is there,
-// somebody will come here again.
-void Finish(const StateFolder& state, const RunRecord& run, const LibraryLog& log) {
-    CommitWhatIsLeft(state, log);
+// the next sync or commit comes here again.
+void FinishCommit(const StateFolder& state, const RunRecord& run, const LibraryFailures& library) {
+    CommitWhatIsLeft(state, library);
     SaveSettings(state, run.settings);
     RemoveFile(state.files.deleted);
-    RemoveFile(state.File(kUnsettledFile));
+    RemoveFile(state.File(StateFile::Unsettled));
     RemoveFilesOfOneRun(state);
     SaveLast(state, run.summary);
     RemoveRun(state);
 }
 
-}  // namespace
-
-void CommitRun(const StateFolder& state, RunRecord run, const LibraryLog& log) {
-    RequireWholeList(state.files.syncing, kSyncAgain);
-    RequireDeletedList(state.files, kSyncAgain);
-    AwaitUnheld(state.files);
-    ThrowIfStopped();
-    run.stage = RunStage::Committing;
-    run.summary.outcome = "committed";
-    SaveRun(state, run);
-    Finish(state, run, log);
-}
-
-bool FinishInterrupted(const StateFolder& state, const LibraryLog& log) {
-    const std::optional<RunRecord> run = LoadRun(state);
-    if (!run || run->stage != RunStage::Committing) {
-        return false;
-    }
-    Finish(state, *run, log);
-    return true;
-}
-
-void DiscardRun(const StateFolder& state, const LibraryLog& log) {
-    std::optional<RunRecord> run = LoadRun(state);
+void DiscardRun(const StateFolder& state, std::optional<RunRecord> run,
+                const LibraryFailures& library) {
     if (run && run->stage == RunStage::Committing) {
         throw Failure(ExitCode::Failed, "cannot discard the run " + run->summary.run +
                                             ": everything was sent and its commit has begun: "
@@ -150,7 +117,7 @@ void DiscardRun(const StateFolder& state, const LibraryLog& log) {
         run->stage = RunStage::Running;
         SaveRun(state, *run);
     }
-    DiscardListings(state.files, log);
+    DiscardListings(state.files, library);
     RemoveFilesOfOneRun(state);
     RemoveRun(state);
 }

@@ -1,16 +1,13 @@
 #include "RunRecord.h"
 
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
 
-#include "RunSummaryFields.h"
-#include "platform/Platform.h"
 #include "platform/Text.h"
 #include "report/ExitCodes.h"
 #include "report/Failure.h"
+#include "report/WholeFile.h"
 
 namespace {
 
@@ -97,18 +94,18 @@ private:
     std::map<std::string, JsonValue> m_values;
 };
 
-std::optional<StoredFields> Load(const StateFolder& state, const WCHAR* name, const char* remedy) {
-    const WString path = state.File(name);
+std::optional<StoredFields> Load(const StateFolder& state, StateFile file, const char* remedy) {
+    const WString path = state.File(file);
     const std::optional<std::string> bytes = ReadWholeFile(path);
     return bytes ? std::optional<StoredFields>(std::in_place, path, *bytes, remedy) : std::nullopt;
 }
 
-void Save(const StateFolder& state, const WCHAR* name, const JsonFields& fields) {
+void Save(const StateFolder& state, StateFile file, const JsonFields& fields) {
     JsonFields all = {{"format", kFormat}};
     all.insert(all.end(), fields.begin(), fields.end());
     std::string text;
     AppendJsonLine(text, all);
-    WriteWholeFile(state.File(name), text);
+    WriteWholeFile(state.File(file), text);
 }
 
 std::vector<std::string> Texts(const std::vector<WString>& paths) {
@@ -142,7 +139,7 @@ StateSettings TakeSettings(StoredFields& fields) {
 JsonFields Stored(const RunSummary& summary) {
     JsonFields fields;
     for (const SummaryText& text : kSummaryTexts) {
-        fields.emplace_back(text.name, ExactText(summary.*text.member));
+        fields.emplace_back(text.name, ExactText(TextOf(summary, text)));
     }
     for (const SummaryCount& count : kSummaryCounts) {
         fields.emplace_back(count.name, summary.*count.member);
@@ -155,7 +152,9 @@ JsonFields Stored(const RunSummary& summary) {
 RunSummary TakeSummary(StoredFields& fields) {
     RunSummary summary;
     for (const SummaryText& text : kSummaryTexts) {
-        summary.*text.member = fields.TakeText(text.name);
+        if (!SetText(&summary, text, fields.TakeText(text.name))) {
+            throw fields.Damaged(std::string("without a sound \"") + text.name + '"');
+        }
     }
     for (const SummaryCount& count : kSummaryCounts) {
         summary.*count.member = fields.Take<std::uint64_t>(count.name);
@@ -181,50 +180,8 @@ RunStage TakeStage(StoredFields& fields) {
 
 }  // namespace
 
-bool LiesInOne(std::basic_string_view<WCHAR> path, const std::vector<WString>& paths) {
-    for (std::size_t end = 0; !paths.empty() && end < path.size();) {
-        end = std::min(path.find('\\', end + 1), path.size());
-        if (std::binary_search(paths.begin(), paths.end(), path.substr(0, end))) {
-            return true;
-        }
-    }
-    return false;
-}
-
-std::string NewRunId() {
-    UUID unique = {};
-    if (const auto code = UuidCreate(&unique); code != 0) {
-        throw Failure(ExitCode::Failed, "cannot make an id for the run: " +
-                                            Reason(static_cast<int>(code)) + ": run again");
-    }
-    char digits[16];
-    std::snprintf(digits, sizeof digits, "%08lx", static_cast<unsigned long>(unique.Data1));
-    std::string id;
-    for (const char sign : TimestampNow()) {
-        if (sign != '-' && sign != ':') {
-            id += sign;
-        }
-    }
-    return id + '-' + digits;
-}
-
-std::string TimestampNow() {
-    using namespace std::chrono;
-    const auto now = floor<seconds>(system_clock::now());
-    const auto day = floor<days>(now);
-    const year_month_day date(day);
-    const hh_mm_ss time(now - day);
-    char text[64];
-    std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02dZ",
-                  static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
-                  static_cast<unsigned>(date.day()), static_cast<int>(time.hours().count()),
-                  static_cast<int>(time.minutes().count()),
-                  static_cast<int>(time.seconds().count()));
-    return text;
-}
-
 std::optional<RunRecord> LoadRun(const StateFolder& state) {
-    auto fields = Load(state, kRunFile,
+    auto fields = Load(state, StateFile::Run,
                        "delete it to drop the run that it tells of; the next sync sends again what "
                        "that one may have sent");
     if (!fields) {
@@ -243,15 +200,15 @@ void SaveRun(const StateFolder& state, const RunRecord& run) {
     for (const JsonFields& part : {Stored(run.settings), Stored(run.summary)}) {
         fields.insert(fields.end(), part.begin(), part.end());
     }
-    Save(state, kRunFile, fields);
+    Save(state, StateFile::Run, fields);
 }
 
 void RemoveRun(const StateFolder& state) {
-    RemoveFile(state.File(kRunFile));
+    RemoveFile(state.File(StateFile::Run));
 }
 
 std::optional<StateSettings> LoadSettings(const StateFolder& state) {
-    auto fields = Load(state, kSettingsFile,
+    auto fields = Load(state, StateFile::Settings,
                        "without it nobody knows what the base stands for: delete it and the file "
                        "base beside it to start over with every file new");
     if (!fields) {
@@ -263,11 +220,11 @@ std::optional<StateSettings> LoadSettings(const StateFolder& state) {
 }
 
 void SaveSettings(const StateFolder& state, const StateSettings& settings) {
-    Save(state, kSettingsFile, Stored(settings));
+    Save(state, StateFile::Settings, Stored(settings));
 }
 
 std::optional<RunSummary> LoadLast(const StateFolder& state) {
-    auto fields = Load(state, kLastFile, "delete it, it only tells of the last run");
+    auto fields = Load(state, StateFile::Last, "delete it, it only tells of the last run");
     if (!fields) {
         return {};
     }
@@ -277,5 +234,5 @@ std::optional<RunSummary> LoadLast(const StateFolder& state) {
 }
 
 void SaveLast(const StateFolder& state, const RunSummary& last) {
-    Save(state, kLastFile, Stored(last));
+    Save(state, StateFile::Last, Stored(last));
 }

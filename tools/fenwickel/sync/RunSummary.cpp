@@ -1,12 +1,22 @@
-// A run's summary for programs and for people.
+#include "RunSummary.h"
+
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <iterator>
+#include <utility>
 
-#include "RunSummaryFields.h"
+#include "platform/Platform.h"
+#include "report/ExitCodes.h"
 #include "report/Failure.h"
 
 namespace {
+
+constexpr std::pair<RunOutcome, const char*> kOutcomes[] = {
+    {RunOutcome::Open, ""},           {RunOutcome::Committed, "committed"},
+    {RunOutcome::Pending, "pending"}, {RunOutcome::DryRun, "dry run"},
+    {RunOutcome::Failed, "failed"},   {RunOutcome::Discarded, "discarded"},
+};
 
 // Counts that are told also when they are 0: what a run found.
 constexpr std::uint64_t RunSummary::*kAlways[] = {&RunSummary::fresh, &RunSummary::changed,
@@ -40,10 +50,64 @@ std::string CountLine(const SummaryCount& count, const RunSummary& summary) {
 
 }  // namespace
 
+const char* OutcomeName(RunOutcome outcome) {
+    return kOutcomes[static_cast<int>(outcome)].second;
+}
+
+std::string TextOf(const RunSummary& summary, const SummaryText& text) {
+    return text.member == nullptr ? OutcomeName(summary.outcome) : summary.*text.member;
+}
+
+bool SetText(RunSummary* summary, const SummaryText& text, std::string value) {
+    if (text.member != nullptr) {
+        summary->*text.member = std::move(value);
+        return true;
+    }
+    const auto* const known = std::find_if(std::begin(kOutcomes), std::end(kOutcomes),
+                                           [&](const auto& row) { return row.second == value; });
+    if (known == std::end(kOutcomes)) {
+        return false;
+    }
+    summary->outcome = known->first;
+    return true;
+}
+
+std::string NewRunId() {
+    UUID unique = {};
+    if (const auto code = UuidCreate(&unique); code != 0) {
+        throw Failure(ExitCode::Failed, "cannot make an id for the run: " +
+                                            Reason(static_cast<int>(code)) + ": run again");
+    }
+    char digits[16];
+    std::snprintf(digits, sizeof digits, "%08lx", static_cast<unsigned long>(unique.Data1));
+    std::string id;
+    for (const char sign : TimestampNow()) {
+        if (sign != '-' && sign != ':') {
+            id += sign;
+        }
+    }
+    return id + '-' + digits;
+}
+
+std::string TimestampNow() {
+    using namespace std::chrono;
+    const auto now = floor<seconds>(system_clock::now());
+    const auto day = floor<days>(now);
+    const year_month_day date(day);
+    const hh_mm_ss time(now - day);
+    char text[64];
+    std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02dZ",
+                  static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
+                  static_cast<unsigned>(date.day()), static_cast<int>(time.hours().count()),
+                  static_cast<int>(time.minutes().count()),
+                  static_cast<int>(time.seconds().count()));
+    return text;
+}
+
 JsonFields Fields(const RunSummary& summary) {
     JsonFields fields;
     for (const SummaryText& text : kSummaryTexts) {
-        fields.emplace_back(text.name, ValidUtf8(summary.*text.member));
+        fields.emplace_back(text.name, ValidUtf8(TextOf(summary, text)));
     }
     for (const SummaryCount& count : kSummaryCounts) {
         fields.emplace_back(count.name, summary.*count.member);
@@ -54,7 +118,7 @@ JsonFields Fields(const RunSummary& summary) {
 std::string Table(const RunSummary& summary) {
     std::string table;
     for (const SummaryText& text : kSummaryTexts) {
-        table += TextLine(text.name, summary.*text.member);
+        table += TextLine(text.name, TextOf(summary, text));
     }
     for (const SummaryCount& count : kSummaryCounts) {
         table += CountLine(count, summary);

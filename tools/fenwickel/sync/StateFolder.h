@@ -1,26 +1,38 @@
 // The folder that --state names: everything that one synchronisation keeps between its runs.
 #pragma once
 
-#include <optional>
 #include <string>
+#include <string_view>
 
 #include "listing/StateFiles.h"
+
+// What lies in the folder. The table in StateFolder.cpp has the names, and which of them belong to
+// one run.
+enum class StateFile {
+    Base,       // the listing of the last committed run
+    Lock,       // held while a run is active
+    Syncing,    // the listing of the run that is not ended
+    Deleted,    // and its list of deleted files
+    Run,        // the record of the run that is not ended
+    Settings,   // what the base stands for
+    Last,       // how the last run ended
+    Unsettled,  // see Unsettled.h
+    Removals,   // the paths to remove, a file per folder of the run
+    Sends,      // the paths to send, a file per folder of the run
+    Scratch,    // begins the names of what uploaders keep there while they run
+};
 
 struct StateFolder {
     WString path;  // without a separator at its end
     StateFiles files;
 
-    // A file in the folder.
-    WString File(const WCHAR* name) const { return path + WIDE("\\") + name; }
+    // A path in the folder. index counts the folders of a run, for Removals and Sends.
+    WString File(StateFile file, std::size_t index = 0) const;
 };
 
-// Names of what lies in the folder beside the record files "base", "syncing" and "deleted".
-inline constexpr const WCHAR* kRunFile = WIDE("run.json");            // the run that is not ended
-inline constexpr const WCHAR* kSettingsFile = WIDE("settings.json");  // what the base stands for
-inline constexpr const WCHAR* kLastFile = WIDE("last.json");          // how the last run ended
-inline constexpr const WCHAR* kUnsettledFile = WIDE("unsettled");     // see Unsettled.h
-// Begins the names of what uploaders keep there while they run.
-inline constexpr const WCHAR* kUploaderScratch = WIDE("uploader.out");
+// True for the name of what is there for the time of one run only, beside its listings: an entry
+// that is to be deleted when the run ends.
+bool BelongsToOneRun(std::basic_string_view<WCHAR> name);
 
 // Understands --state. Throws Failure (Usage). Touches nothing; the folder need not exist.
 StateFolder ResolveStateFolder(const std::string& argument);
@@ -30,13 +42,3 @@ void CreateStateFolder(const StateFolder& state);
 
 // Throws Failure (Usage) when the folder is not there.
 void RequireStateFolder(const StateFolder& state);
-
-// The bytes of a file; nothing when there is none. Throws Failure when it cannot be read.
-std::optional<std::string> ReadWholeFile(const WString& path);
-
-// Replaces the file in one step: after a crash it has the old bytes or the new ones, and once this
-// returns, the new ones also after a power cut. Throws Failure.
-void WriteWholeFile(const WString& path, const std::string& bytes);
-
-// Deletes the file; a missing one counts as deleted. Throws Failure.
-void RemoveFile(const WString& path);

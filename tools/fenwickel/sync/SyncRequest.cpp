@@ -12,6 +12,7 @@
 #include "system/Entries.h"
 #include "system/Paths.h"
 #include "system/Volumes.h"
+#include "upload/Destination.h"
 
 namespace {
 
@@ -134,7 +135,7 @@ SyncRequest UnderstandSync(const SyncOptions& options) {
     request.uploader =
         options.destination.empty()
             ? std::make_unique<ListsOnly>()
-            : MakeUploader(options.destination, request.state.File(kUploaderScratch));
+            : MakeUploader(options.destination, request.state.File(StateFile::Scratch));
     RequirePlaces(request);
     return request;
 }

@@ -8,7 +8,7 @@
 #include "Brakes.h"
 #include "FolderSnapshot.h"
 #include "StateFolder.h"
-#include "commands/Options.h"
+#include "SyncOptions.h"
 #include "upload/Uploader.h"
 
 struct SyncRequest {

@@ -3,31 +3,27 @@
 #include <cstring>
 #include <vector>
 
-#include "platform/Platform.h"
 #include "report/ExitCodes.h"
+#include "report/WholeFile.h"
 
 namespace {
 
-constexpr const WCHAR* kGatheredFile = WIDE("unsettled.new");
+Replacement NextUnsettled(const StateFolder& state) {
+    return Replacement(state.File(StateFile::Unsettled));
+}
 
 Failure Damaged(const StateFolder& state) {
     return {ExitCode::Damaged,
-            Quoted(state.File(kUnsettledFile)) +
+            Quoted(state.File(StateFile::Unsettled)) +
                 " is damaged, so it is not known what an interrupted run has sent: delete it and "
                 "run once with --force-all"};
 }
 
 }  // namespace
 
-WString PathKey(std::uint8_t folder, std::basic_string_view<WCHAR> path) {
-    WString key(1, static_cast<WCHAR>(folder));
-    key += path;
-    return key;
-}
-
 PathKeys LoadUnsettled(const StateFolder& state) {
     PathKeys keys;
-    auto bytes = ReadWholeFile(state.File(kUnsettledFile));
+    auto bytes = ReadWholeFile(state.File(StateFile::Unsettled));
     if (!bytes || bytes->empty()) {
         return keys;
     }
@@ -42,25 +38,25 @@ PathKeys LoadUnsettled(const StateFolder& state) {
         if (start + 1 >= units.size() || *path == 0 || units[start] > 255) {
             throw Damaged(state);
         }
-        keys.insert(PathKey(static_cast<std::uint8_t>(units[start]), path));
+        keys.emplace(PathKeyView{static_cast<std::uint8_t>(units[start]), path});
         start += 2 + std::char_traits<WCHAR>::length(path);
     }
     return keys;
 }
 
-UnsettledWriter::UnsettledWriter(const StateFolder& state) : m_file(state.File(kGatheredFile)) {}
+UnsettledWriter::UnsettledWriter(const StateFolder& state) : m_file(NextUnsettled(state).Path()) {}
 
-void UnsettledWriter::Add(const WString& key) {
-    const std::size_t size = (key.size() + 1) * sizeof(WCHAR);  // with its zero
-    m_file.Append({reinterpret_cast<const char*>(key.c_str()), size});
+void UnsettledWriter::Add(const PathKeyView& key) {
+    const auto append = [this](std::basic_string_view<WCHAR> units) {
+        m_file.Append({reinterpret_cast<const char*>(units.data()), units.size() * sizeof(WCHAR)});
+    };
+    const WCHAR folder = key.folder;
+    const WCHAR zero = 0;
+    append({&folder, 1});
+    append(key.path);
+    append({&zero, 1});
 }
 
 void PutUnsettledInForce(const StateFolder& state) {
-    const WString gathered = state.File(kGatheredFile);
-    const WString file = state.File(kUnsettledFile);
-    if (!MoveFileExW(gathered.c_str(), file.c_str(),
-                     MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
-        throw SystemFailure(ExitCode::Failed, "replace", file, GetLastError(),
-                            "put that right and run again; nothing was sent");
-    }
+    NextUnsettled(state).PutInPlace();
 }

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "fenwickel/Types.h"
 
@@ -23,6 +24,10 @@ enum class HostEntry {
     Unknown,  // that could not be found out; the last error tells why
 };
 HostEntry HostEntryAt(const WString& path);
+
+// The names in a folder, "." and ".." among them, in the order of the file system. Nothing, with
+// the last error set, when they cannot all be read.
+std::optional<std::vector<WString>> HostNamesIn(const WString& folder);
 
 // The time now as file systems stamp it on what is written now, 100-ns units since 1601 UTC.
 std::uint64_t HostFileClock();

@@ -12,7 +12,7 @@ struct CommandUploader::Call {
 
 namespace {
 
-Failure RefusedCommand(const std::string& words, const std::string& why) {
+Failure Refused(const std::string& words, const std::string& why) {
     return {ExitCode::Usage, "--to \"cmd:" + Escaped(ValidUtf8(words)) + "\" " + why};
 }
 
@@ -38,7 +38,7 @@ std::vector<std::string> Split(const std::string& text) {
         }
         const std::size_t end = text.find(text[i], i + 1);
         if (end == std::string::npos) {
-            throw RefusedCommand(text, "has a quote without its end: close it");
+            throw Refused(text, "has a quote without its end: close it");
         }
         words.back() += text.substr(i + 1, end - i - 1);
         i = end;
@@ -88,7 +88,7 @@ Values ValuesOf(const char* action, const WString& list, std::uint64_t count,
 CommandUploader::CommandUploader(const std::string& words, const WString& scratch)
     : m_words(Split(words)), m_program(scratch) {
     if (m_words.empty() || m_words.front().empty()) {
-        throw RefusedCommand(words, "names no program: write it first");
+        throw Refused(words, "names no program: write it first");
     }
     bool hasList = false;
     std::string unknown;
@@ -97,12 +97,11 @@ CommandUploader::CommandUploader(const std::string& words, const WString& scratc
         hasList = hasList || word.find("{list}") != std::string::npos;
     }
     if (!unknown.empty()) {
-        throw RefusedCommand(
-            words,
-            "has " + unknown + ": known are {action}, {list}, {folder}, {place} and {count}");
+        throw Refused(words, "has " + unknown +
+                                 ": known are {action}, {list}, {folder}, {place} and {count}");
     }
     if (!hasList) {
-        throw RefusedCommand(words, "has no {list}: the command learns from it what to carry");
+        throw Refused(words, "has no {list}: the command learns from it what to carry");
     }
 }
 

@@ -3,17 +3,18 @@
 #include <algorithm>
 #include <charconv>
 
+#include "Places.h"
 #include "report/ExitCodes.h"
 #include "system/Paths.h"
 
 namespace {
 
-constexpr const char* kRcloneProgram = "rclone";
+constexpr const char* kProgram = "rclone";
 
 constexpr int kNoFolder = 3;
 
 // Those whose meaning is the same in all versions.
-constexpr ExitWords kRcloneExitWords[] = {
+constexpr ExitWords kExitWords[] = {
     {kNoFolder, "there is no such folder"},
     {5, "it failed for now and may do better later"},
     {7, "it failed for good"},
@@ -135,7 +136,7 @@ const char* RcloneUploader::Obstacle(std::string_view path, HostEntry kind) cons
 }
 
 Failure RcloneUploader::Failed(const std::string& action, int exitCode) const {
-    return UploadFailure(action, m_destination, EndText(kRcloneProgram, exitCode, kRcloneExitWords),
+    return UploadFailure(action, m_destination, EndText(kProgram, exitCode, kExitWords),
                          kSeeItsMessages);
 }
 
@@ -145,8 +146,8 @@ ProgramEnd RcloneUploader::Run(const std::vector<std::string>& words,
                                const std::vector<std::string>& last, std::string* log) const {
     const ScratchFile file(m_program.Scratch(WIDE("log")));
     std::vector<std::string> command = {
-        kRcloneProgram, "--retries", "1",          "--dry-run=false",
-        "--log-level",  "NOTICE",    "--log-file", HostNativePath(file.Path())};
+        kProgram,      "--retries", "1",          "--dry-run=false",
+        "--log-level", "NOTICE",    "--log-file", HostNativePath(file.Path())};
     command.insert(command.end(), words.begin(), words.end());
     command.emplace_back("--");
     command.insert(command.end(), last.begin(), last.end());

@@ -4,19 +4,20 @@
 #include <charconv>
 #include <filesystem>
 
-#include "ListFile.h"
+#include "Places.h"
 #include "report/ExitCodes.h"
-#include "sync/StateFolder.h"
+#include "report/FileWriter.h"
+#include "report/WholeFile.h"
 #include "system/Paths.h"
 
 namespace {
 
-constexpr const char* kRsyncProgram = "rsync";
+constexpr const char* kProgram = "rsync";
 
 constexpr int kPartial = 23;
 constexpr int kVanished = 24;
 
-constexpr ExitWords kRsyncExitWords[] = {
+constexpr ExitWords kExitWords[] = {
     {1, "it does not know an option: version 3.2.3 or newer is needed at both ends"},
     {2, "the two ends do not understand each other"},
     {3, "it cannot reach a folder"},
@@ -154,7 +155,7 @@ void WriteRemovals(const HandOver& work, const WString& path) {
         throw Failure(ExitCode::Failed, "cannot read " + Quoted(work.removals) +
                                             ": somebody has deleted it: run sync again");
     }
-    ListFile list(path);
+    FileWriter list(path);
     for (const std::string& folder : work.replacedFolders) {
         list.Append("./" + folder + '\0');
     }
@@ -196,13 +197,13 @@ const char* RsyncUploader::Obstacle(std::string_view, HostEntry kind) const {
 }
 
 Failure RsyncUploader::Failed(const std::string& action, int exitCode) const {
-    return UploadFailure(action, m_destination, EndText(kRsyncProgram, exitCode, kRsyncExitWords),
+    return UploadFailure(action, m_destination, EndText(kProgram, exitCode, kExitWords),
                          kSeeItsMessages);
 }
 
 bool RsyncUploader::IsDestinationEmpty() {
     const std::string folder = Below(m_destination, m_destination.ends_with(':') ? "./" : "");
-    const ProgramEnd end = m_program.Run({kRsyncProgram, "-s", "--list-only", "--no-motd", "--",
+    const ProgramEnd end = m_program.Run({kProgram, "-s", "--list-only", "--no-motd", "--",
                                           folder.ends_with('/') ? folder : folder + '/'},
                                          Capture::All, Shared());
     // By the number, since the words are those of the other end's system.
@@ -231,9 +232,9 @@ void RsyncUploader::Remove(const HandOver& work) {
     const WString& list = isPlain ? work.removals : joined.Path();
     const EmptyFolder nothing(m_program.Scratch(WIDE("empty")), work.folder);
     const ProgramEnd end =
-        m_program.Run({kRsyncProgram, "-s", "--perms", "--mkpath", "--delete-missing-args",
-                       "--force", "--from0", "--files-from=" + LocalPath(list), "--",
-                       nothing.Source(), Below(m_destination, HostNativePath(work.place))},
+        m_program.Run({kProgram, "-s", "--perms", "--mkpath", "--delete-missing-args", "--force",
+                       "--from0", "--files-from=" + LocalPath(list), "--", nothing.Source(),
+                       Below(m_destination, HostNativePath(work.place))},
                       Capture::All, Shared());
     Relay(end.output);
     Relay(WithoutExpected(end.errors));
@@ -255,7 +256,7 @@ void RsyncUploader::Send(const HandOver& work) {
     if (work.sendCount == 0) {
         return;
     }
-    const std::vector<std::string> command = {kRsyncProgram,
+    const std::vector<std::string> command = {kProgram,
                                               "-s",
                                               "--links",
                                               "--perms",

@@ -5,7 +5,7 @@
 #include "platform/Platform.h"
 #include "report/ExitCodes.h"
 #include "report/Stop.h"
-#include "sync/StateFolder.h"
+#include "report/WholeFile.h"
 #include "system/Child.h"
 #include "system/Paths.h"
 #include "system/StopSignals.h"
@@ -107,22 +107,4 @@ Failure UploadFailure(const std::string& action, const std::string& destination,
                       const std::string& why, const std::string& remedy) {
     return {ExitCode::Upload, "cannot " + action + " \"" + Escaped(ValidUtf8(destination)) +
                                   "\": " + why + ": " + remedy};
-}
-
-bool HasDriveLetters() {
-    const WString root = HostWidePath("/");
-    return !root.empty() && root.front() != WCHAR{'\\'};
-}
-
-WString LocalArgument(const std::string& argument) {
-    const std::size_t colon = argument.find(':');
-    const bool remote = colon != std::string::npos && argument.find('/') > colon;
-    return remote && !(colon == 1 && HasDriveLetters()) ? WString() : HostWidePath(argument);
-}
-
-std::string Below(std::string folder, const std::string& place) {
-    if (!place.empty() && !folder.ends_with('/') && !folder.ends_with(':')) {
-        folder += '/';
-    }
-    return folder + place;
 }
