@@ -66,7 +66,7 @@ public:
                 m_threads.ReleaseOldest();
                 break;
             case HostInput::End:
-                // Nobody is left to press Enter: from now on hits are only listed.
+                // No Enter will come any more: from now on hits are only listed.
                 m_seconds = 0;
                 break;
             case HostInput::Nothing:

@@ -14,7 +14,8 @@
 namespace {
 
 // The run that is not ended. Throws Failure (NothingPending) when there is none, or another one
-// than the user has in mind.
+// than
+// --run names.
 RunRecord RequireRun(const StateFolder& state, const PendingOptions& options) {
     const std::optional<RunRecord> run = LoadRun(state);
     if (!run) {

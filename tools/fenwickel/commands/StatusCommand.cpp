@@ -1,4 +1,4 @@
-// fenwickel status: what a state folder tells of its runs. Changes nothing.
+// fenwickel status: the runs of a state folder. Changes nothing.
 #include <map>
 
 #include "Commands.h"
@@ -20,7 +20,8 @@ struct Status {
     std::optional<RunSummary> last;
     std::string trouble;  // why the last run is unknown
 
-    // A run that waits to be ended: by whoever sent what it lists, or by going on with its commit.
+    // A run that waits for its end: for a commit or discard by the user, or for the rest of its
+    // commit.
     bool IsPending() const { return run && run->stage != RunStage::Running; }
 
     // The circumstances of the last commit, or of the first run.

@@ -20,7 +20,7 @@ void RequireFileUnheld(const WString& path) {
     }
 }
 
-// Somebody who reads a listing may come after the question above, at worst between the deletion of
+// A program may open a listing after RequireUnheld has looked, at worst between the deletion of
 // the base and the renaming. A commit that is repeated goes on where it was, so it waits for the
 // reader instead of leaving the state like that.
 int TakeEffect(const StateFiles& state) {
@@ -79,9 +79,9 @@ void CommitListing(const StateFiles& state, const LibraryFailures& library) {
     const bool held = code == static_cast<int>(ERROR_SHARING_VIOLATION) && !baseGone;
     throw library.FailureOf(
         held ? ExitCode::Held : ExitCode::Failed, code, "cannot commit " + Quoted(state.syncing),
-        baseGone ? "the base is gone, the new listing is whole: put that right and "
+        baseGone ? "the base is gone, the new listing is whole: remove the cause and "
                    "commit again"
-                 : "put that right and commit again; the base is unchanged");
+                 : "remove the cause and commit again; the base is unchanged");
 }
 
 void DiscardListings(const StateFiles& state, const LibraryFailures& library) {
@@ -101,7 +101,7 @@ void DiscardListings(const StateFiles& state, const LibraryFailures& library) {
     }
     throw library.FailureOf(
         code == static_cast<int>(ERROR_SHARING_VIOLATION) ? ExitCode::Held : ExitCode::Failed, code,
-        "cannot discard the run", "put that right and discard again");
+        "cannot discard the run", "remove the cause and discard again");
 }
 
 void PrintCommitted(const std::string& text, bool json) {

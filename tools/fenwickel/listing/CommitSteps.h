@@ -10,13 +10,13 @@
 // Number of records in the list. Throws Failure with the remedy when the list is not complete.
 std::uint64_t RequireWholeList(const WString& list, const std::string& remedy);
 
-// A run that was killed may leave a whole listing without the files that are gone; committed, they
-// would never be told to anybody. A commit that was interrupted is past that question. Throws
-// Failure with the remedy.
+// A run that was killed may leave a whole listing without its list of deleted files; committed, no
+// later run would report those. A base that is gone means an interrupted commit, for which the list
+// was checked before. Throws Failure with the remedy.
 void RequireDeletedList(const StateFiles& state, const std::string& remedy);
 
-// The commit cannot be undone half-way, so asks before it starts whether base and syncing are free.
-// Throws Failure (Held).
+// Throws Failure (Held) when another program has base or syncing open: a commit that has begun cannot
+// be undone.
 void RequireUnheld(const StateFiles& state);
 
 // The syncing file becomes the base. Waits for those who read one of them. Throws Failure.

@@ -26,7 +26,7 @@ const char* DetectionRemedy(int code) {
         case SYNC_EC_PATH_TOO_LONG:
             return "shorten the path, or leave a top folder out with --ignore";
         default:
-            return "put that right and run again";
+            return "remove the cause and run again";
     }
 }
 

@@ -10,7 +10,7 @@
 #include "fenwickel/SyncDetectFileChange.h"
 #include "report/LibraryFailures.h"
 
-// What is to be walked, and how.
+// What to walk, and how.
 struct DetectionInput {
     std::vector<stPathPair> pairs;
     std::map<std::int32_t, std::vector<WString>> ignored;

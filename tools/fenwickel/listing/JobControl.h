@@ -11,7 +11,7 @@
 // write to one cache line.
 class JobControl final : public ISyncJobControl {
 public:
-    // Counts the calls only when somebody wants to see the progress.
+    // counting: the calls are counted, for a progress line.
     JobControl(bool forceAllChanged, bool counting)
         : m_forceAllChanged(forceAllChanged), m_counting(counting) {}
 

@@ -18,7 +18,7 @@ constexpr std::size_t kLongestLock = 16;  // a process id and a line feed
 Failure NotOurs(const StateRole& role, const char* what) {
     return {ExitCode::Usage, std::string(role.name) + " " + Quoted(role.path) + " is not a " +
                                  what +
-                                 ": name another file, or remove this one if nobody needs it"};
+                                 ": name another file, or remove this one if it is not needed"};
 }
 
 // Reads up to the given number of bytes; fewer at the end of the file. False with the last error
@@ -42,9 +42,9 @@ bool AllZero(std::string_view bytes) {
     return std::all_of(bytes.begin(), bytes.end(), [](char byte) { return byte == 0; });
 }
 
-// The first bytes of the file, whoever else has it open; none when it has just gone. A file that is
-// zero throughout counts as empty: after a loss of power, what was not yet flushed may come back
-// like that.
+// The first bytes of the file, also while other programs have it open; none when it has just gone.
+// A file that is zero throughout counts as empty: after a loss of power, what was not yet flushed
+// may come back like that.
 std::string Start(const WString& path, const char* remedy) {
     const OwnedHandle file(CreateFileW(path.c_str(), GENERIC_READ,
                                        FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,

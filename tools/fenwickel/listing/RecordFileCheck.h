@@ -1,4 +1,4 @@
-// Refuses files of somebody else before a command deletes or replaces them.
+// Refuses files of other programs before a command deletes or replaces them.
 #pragma once
 
 #include "StateFiles.h"

@@ -32,7 +32,7 @@ struct StateRole {
     const WString& path;
 };
 
-// A path argument in the library's form. Throws Failure (Usage) when it is empty or cannot be told.
+// A path argument in the library's form. Throws Failure (Usage) when it is empty or has none.
 WString PathArgument(const std::string& name, const std::string& argument);
 
 // For a path that should be a folder and is none: `cannot ACTION "PATH": WHY: REMEDY`.
@@ -55,12 +55,13 @@ void RequireOneFileSystem(const StateFiles& state);
 // Base, syncing, deleted, lock. The names live for the process.
 std::vector<StateRole> Roles(const StateFiles& state);
 
-// True when the path certainly names nothing. False also when that cannot be found out, so that no
+// True when the path names nothing. False also when the system does not say, so that no
 // file is taken for absent whose folder just could not be read.
 bool IsGone(const WString& path);
 
-// "process 4242", or what else can be told of who holds the lock of the state; nothing when nobody
-// does. Does not take the lock, except for a moment when a killed run's process id stands in it.
+// Who holds the lock of the state: "process 4242", or other words where its id is not known; nothing
+// when the lock is free. Does not take the lock, except for a moment when a killed run's process id
+// stands in it.
 std::optional<std::string> StateHolder(const StateFiles& state);
 
 // What the library's database set wants to know, without a control object.

@@ -84,7 +84,7 @@ std::vector<WString> CurrentFiles() {
             }
         });
     } catch (const Failure&) {
-        files.clear();  // the block was damaged by somebody: no words then
+        files.clear();  // the block is damaged: the failure goes without words
     }
     return files;
 }

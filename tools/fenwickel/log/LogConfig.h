@@ -17,7 +17,7 @@ public:
     explicit LogConfig(DWORD processId);
 
     // Works on the block under its mutex. The block may hold anything, and change also under the
-    // mutex. Throws Failure (Failed) when the mutex is not to be had or the block is damaged.
+    // mutex. Throws Failure (Failed) when other programs hold the mutex or the block is damaged.
     void Use(const std::function<void(LogCfgBlock&)>& work) const;
 
     // "process 4711"

@@ -14,8 +14,8 @@ constexpr std::string_view kPlain = "\x1b[0m";
 constexpr std::string_view kFaint = "\x1b[2m";
 constexpr std::string_view kRed = "\x1b[31m";
 constexpr std::string_view kBold = "\x1b[1m";
-constexpr int kErrorLevel = 1;    // errors and the few messages that everybody is to see
-constexpr int kDefaultLevel = 2;  // what is written when nobody configured anything
+constexpr int kErrorLevel = 1;    // errors, and the few messages that are always written
+constexpr int kDefaultLevel = 2;  // the level without any configuration
 
 // Most failures of the library tell their code at the end of the text only.
 bool TellsCode(const LiveRecord& record) {

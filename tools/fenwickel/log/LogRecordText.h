@@ -13,7 +13,7 @@ class CLogMessage;
 struct LiveRecord {
     explicit LiveRecord(const CLogMessage& message);
 
-    std::uint64_t order = 0;  // set by whoever merges several sources
+    std::uint64_t order = 0;  // for merging several sources; their reader sets it
     SYSTEMTIME time;          // local, as the writer put it: any numbers
     int level;
     DWORD processId;

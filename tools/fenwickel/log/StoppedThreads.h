@@ -10,7 +10,7 @@
 #include "logshare/BreakpointTable.h"
 
 // Lists hits and releases on standard output, a line each, written at once. The table must outlive
-// the object and releases whoever still stands when it goes.
+// the object and releases the threads that still stand when it is destroyed.
 class StoppedThreads {
 public:
     StoppedThreads(BreakpointTable& table, const std::string& executable, bool json)

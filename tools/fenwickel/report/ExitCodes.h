@@ -9,7 +9,7 @@ inline constexpr int Usage = 2;           // wrong usage; nothing was touched
 inline constexpr int ChangesExist = 4;    // only with --exit-code
 inline constexpr int Stopped = 5;         // a safety stop before anything was sent
 inline constexpr int Held = 6;            // another run holds the state files, or another viewer
-inline constexpr int NoSnapshot = 7;      // one was required and is not to be had
+inline constexpr int NoSnapshot = 7;      // one was required and is not available
 inline constexpr int Damaged = 8;         // a record file is damaged
 inline constexpr int NothingPending = 9;  // there is no run to commit or discard
 inline constexpr int Upload = 10;         // the uploader failed; nothing was committed
@@ -20,7 +20,7 @@ inline constexpr int Terminated = 143;    // stopped by a termination request
 inline constexpr const char* Help =
     "Exit codes: 0 done; 1 failed, nothing published; 2 wrong usage, nothing touched;\n"
     "4 changes exist (--exit-code); 5 safety stop, nothing sent; 6 another run holds the\n"
-    "state files, or another viewer watches the program; 7 no snapshot to be had;\n"
+    "state files, or another viewer watches the program; 7 no snapshot available;\n"
     "8 a record file is damaged; 9 nothing pending; 10 the uploader failed;\n"
     "129, 130, 143 stopped by a signal.";
 

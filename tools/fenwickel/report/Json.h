@@ -1,4 +1,4 @@
-// JSON for programs, one object a line, and for small files of our own.
+// JSON for programs, one object a line, and for the tool's own small files.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,7 @@ using JsonFields = std::vector<std::pair<const char*, JsonValue>>;
 // Appends the object, which has at least one field, and a line feed.
 void AppendJsonLine(std::string& text, const JsonFields& fields);
 
-// Prints {"result": ..., "message": ..., then the fields} on a line of its own.
+// Prints {"result": ..., "message": ..., then the fields} on one line.
 void PrintJsonResult(int result, const std::string& message, const JsonFields& fields);
 
 // One object whose values are text, numbers (an int when negative), truth values and lists of text.

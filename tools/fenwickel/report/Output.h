@@ -6,7 +6,7 @@
 
 #include "Failure.h"
 
-// Standard output is a pipe that nobody reads any more.
+// Standard output is a pipe whose reader has closed it.
 class OutputClosed : public Failure {
     using Failure::Failure;
 };

@@ -13,7 +13,7 @@ public:
     explicit Patience(std::chrono::milliseconds limit)
         : m_end(std::chrono::steady_clock::now() + limit) {}
 
-    // Sleeps a moment before the next attempt. False at once when there is to be none.
+    // Sleeps a moment before the next attempt. False at once when the time is over.
     bool Nap() const;
 
 private:

@@ -14,7 +14,7 @@ class Replacement {
 public:
     explicit Replacement(WString file) : m_file(std::move(file)), m_fresh(m_file + WIDE(".new")) {}
 
-    // Where the new content is to be written. A killed run may have left something there.
+    // Write the new content to this path. A killed run may have left something there.
     const WString& Path() const { return m_fresh; }
 
     // Forces the new content to the disk, renames it over the file and forces the folder to the

@@ -35,7 +35,7 @@ void CheckIsThere(const WString& folder, std::uint64_t known) {
                   "and use --allow-empty");
 }
 
-// A name that could not be told says nothing.
+// Without both names there is nothing to compare.
 void CheckVolume(const StateSettings& settings, const StateSettings& now, std::size_t index) {
     const WString before = index < settings.volumes.size() ? settings.volumes[index] : WString();
     const WString& current = now.volumes[index];

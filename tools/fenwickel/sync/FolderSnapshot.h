@@ -11,7 +11,7 @@
 
 enum class SnapshotMode {
     Require,  // a point in time or nothing
-    Prefer,   // a point in time where there is one to be had, else the folders themselves
+    Prefer,   // a point in time where one is available, else the folders themselves
     Off,      // the folders themselves
 };
 
@@ -22,14 +22,15 @@ SnapshotMode ParseSnapshotMode(const std::string& argument);
 class FolderSnapshot {
 public:
     // folders are existing folders with their links resolved, without '\\' at the end unless a
-    // root. Throws Failure (NoSnapshot, exit code 7) when mode requires what is not to be had.
+    // root. Throws Failure (NoSnapshot, exit code 7) when mode requires a snapshot and none is
+    // available.
     FolderSnapshot(SnapshotMode mode, const std::vector<WString>& folders,
                    const LibraryFailures& library);
     FolderSnapshot(const FolderSnapshot&) = delete;
     FolderSnapshot& operator=(const FolderSnapshot&) = delete;
     ~FolderSnapshot();
 
-    // Where each folder is to be read, with '\\' at its end.
+    // Where to read each folder, with '\\' at its end.
     const std::vector<WString>& Folders() const { return m_folders; }
 
     // What is read: "btrfs", "vss", "live", "off"; several, each once, with ", " between.

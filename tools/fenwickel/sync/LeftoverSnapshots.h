@@ -7,7 +7,7 @@
 #include "fenwickel/Types.h"
 
 // The volumes that hold the folders, as mount points with '\' at their ends, each once. Adds a line
-// to problems, without a line end, for a folder whose volume cannot be told.
+// to problems, without a line end, for a folder whose volume the system does not name.
 std::vector<WString> VolumesOf(const std::vector<WString>& folders,
                                std::vector<std::string>* problems);
 
@@ -16,8 +16,8 @@ std::vector<WString> VolumesOf(const std::vector<WString>& folders,
 std::vector<WString> FindLeftovers(const std::vector<WString>& volumes,
                                    std::vector<std::string>* problems);
 
-// Deletes a snapshot that nobody uses any more. "", also when somebody else did that meanwhile, or
-// a line that tells why not.
+// Deletes a snapshot that no process uses any more. "", also when another process did that
+// meanwhile, or a line that tells why not.
 std::string DeleteLeftover(const WString& snapshot);
 
 // Deletes the snapshots that killed runs left on the volumes of the folders. What cannot be deleted

@@ -143,7 +143,7 @@ Planner::Planner(const PlanInput& input, RunSummary* summary)
 void Planner::RequireFolder(std::uint8_t folder) const {
     if (folder >= m_folders.size()) {
         throw Failure(ExitCode::Damaged, "the listings of " + Quoted(m_input.state.path) +
-                                             " tell of more folders than this run has: use a "
+                                             " name more folders than this run has: use a "
                                              "state folder of its own");
     }
 }
@@ -236,7 +236,7 @@ void Planner::AddFound(const RecordView& record) {
     RequireFolder(record.pathIndex);
     if (record.status == SYNC_ITEM_UNCHANGED && m_unsettled.empty() &&
         m_nested[record.pathIndex].empty()) {
-        Count(record);  // as most are: nothing is to be done
+        Count(record);  // most of them: nothing to do
         return;
     }
     const PathKeyView key{record.pathIndex, record.path};

@@ -1,4 +1,4 @@
-// Turns the listings of a run into what is to be done at the destination.
+// Turns the listings of a run into the work at the destination.
 #pragma once
 
 #include <cstdint>
@@ -17,12 +17,12 @@ struct PlanInput {
     const std::vector<WString>& snapshots;  // where each folder is read, with '\\' at its end
     const Uploader& uploader;
     std::uint64_t tick = 0;  // files written then or later are counted
-    // Called for every path that is to be removed or sent, or cannot be carried, with the words for
+    // Called for every path to remove, to send, or that cannot be carried, with the words for
     // it; may be empty.
     std::function<void(const char* what, const WString& path, const std::string& why)> tell;
 };
 
-// What is to be done, per folder. The lists lie in the state folder.
+// The work, per folder. The lists lie in the state folder.
 struct Plan {
     std::vector<HandOver> folders;
     std::vector<std::uint64_t> foundPerFolder;  // files of the new listing, but for skipped ones

@@ -181,9 +181,10 @@ RunStage TakeStage(StoredFields& fields) {
 }  // namespace
 
 std::optional<RunRecord> LoadRun(const StateFolder& state) {
-    auto fields = Load(state, StateFile::Run,
-                       "delete it to drop the run that it tells of; the next sync sends again what "
-                       "that one may have sent");
+    auto fields =
+        Load(state, StateFile::Run,
+             "delete it to drop the run that it describes; the next sync sends again what "
+             "that one may have sent");
     if (!fields) {
         return {};
     }
@@ -209,7 +210,7 @@ void RemoveRun(const StateFolder& state) {
 
 std::optional<StateSettings> LoadSettings(const StateFolder& state) {
     auto fields = Load(state, StateFile::Settings,
-                       "without it nobody knows what the base stands for: delete it and the file "
+                       "it says what the base stands for: restore it, or delete it and the file "
                        "base beside it to start over with every file new");
     if (!fields) {
         return {};
@@ -224,7 +225,7 @@ void SaveSettings(const StateFolder& state, const StateSettings& settings) {
 }
 
 std::optional<RunSummary> LoadLast(const StateFolder& state) {
-    auto fields = Load(state, StateFile::Last, "delete it, it only tells of the last run");
+    auto fields = Load(state, StateFile::Last, "delete it, it only describes the last run");
     if (!fields) {
         return {};
     }

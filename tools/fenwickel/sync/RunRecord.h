@@ -16,7 +16,7 @@
 // folder is all that a record says about it, and what was sent was sent to one place.
 struct StateSettings {
     std::vector<WString> folders;  // as the command line named them, resolved; the path index
-    std::vector<WString> volumes;  // name of each folder's volume, "" where it could not be told
+    std::vector<WString> volumes;  // name of each folder's volume, "" where the system gives none
     std::vector<WString> nested;   // full paths of the mounts and subvolumes skipped, sorted
     std::string destination;       // --to of the last run that had one
 };

@@ -30,8 +30,8 @@ struct StateFolder {
     WString File(StateFile file, std::size_t index = 0) const;
 };
 
-// True for the name of what is there for the time of one run only, beside its listings: an entry
-// that is to be deleted when the run ends.
+// True for the name of an entry that the end of a run deletes: what is there for the time of one
+// run only, beside its listings.
 bool BelongsToOneRun(std::basic_string_view<WCHAR> name);
 
 // Understands --state. Throws Failure (Usage). Touches nothing; the folder need not exist.

@@ -16,7 +16,7 @@
 
 namespace {
 
-// For a run that leaves the sending to somebody else.
+// For a run whose lists are sent by other means.
 class ListsOnly final : public Uploader {
 public:
     ListStyle Style() const override { return {"", '\0'}; }
@@ -40,7 +40,7 @@ std::vector<WString> ResolveFolders(const std::vector<std::string>& arguments) {
     return folders;
 }
 
-// Each of several folders goes into a folder of its own name.
+// Each of several folders goes into a folder with its name.
 void RequireDistinctNames(const std::vector<WString>& folders) {
     std::set<WString> names;
     for (const WString& folder : folders) {

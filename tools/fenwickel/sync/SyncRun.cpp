@@ -41,8 +41,8 @@ std::unique_ptr<StateLock> TakeLock(const SyncRequest& request) {
     }
 }
 
-// Finishes or refuses what an earlier run has left. What is to be discarded stays until this run is
-// sure to begin: it is given back.
+// Finishes or refuses what an earlier run has left. Returns a run that this one discards once its
+// checks have let it begin.
 std::optional<RunRecord> SettleEarlierRun(const SyncRequest& request,
                                           const LibraryFailures& library) {
     std::optional<RunRecord> run = LoadRun(request.state);

@@ -8,7 +8,7 @@
 
 #include "fenwickel/Types.h"
 
-// As many milliseconds as it takes.
+// No limit, as a number of milliseconds.
 inline constexpr std::uint32_t kHostForever = 0xFFFFFFFF;
 
 // What differs in a child process from what it would get anyway.

@@ -20,8 +20,8 @@ enum class HostEntry {
     Folder,
     Link,     // symbolic link, or what the system has of that kind
     Other,    // socket, pipe, device
-    Missing,  // certainly nothing
-    Unknown,  // that could not be found out; the last error tells why
+    Missing,  // nothing
+    Unknown,  // the system does not say; the last error tells why
 };
 HostEntry HostEntryAt(const WString& path);
 
@@ -33,7 +33,7 @@ std::optional<std::vector<WString>> HostNamesIn(const WString& folder);
 std::uint64_t HostFileClock();
 
 // A number for the file system that holds the path (or its nearest existing folder); nothing when
-// that cannot be told.
+// the system does not say.
 std::optional<std::uint64_t> HostFileSystemId(const WString& path);
 
 // True when both paths name one existing file, by whatever names or links.

@@ -18,16 +18,16 @@ bool HostIsTerminal(int stream);
 int HostTerminalWidth();
 
 // True when the standard stream (1 output, 2 error) is a terminal that shows colours by ANSI escape
-// sequences, which it is told to do where it must be told, and the user does not refuse colours by
-// a NO_COLOR that is not empty.
+// sequences, and the user does not refuse colours by a NO_COLOR that is not empty. Switches them on
+// where the system asks for that.
 bool HostEnableColours(int stream);
 
 // What a wait for input ended with.
 enum class HostInput { Line, Nothing, End };
 
-// Waits for the next line of standard input, at most so long. Line: *line has it without its end,
-// the last one also when it had none. Nothing: the time was over, or a caught stop request came,
-// which ends the wait at once. End: no line will follow. To be called by one thread; nothing else
+// Waits for the next line of standard input, at most so long. Line: *line has it without its line
+// end, the last one also when it had none. Nothing: the time was over, or a caught stop request
+// came, which ends the wait at once. End: no line will follow. One thread may call it; nothing else
 // may read standard input then.
 HostInput HostReadLine(std::string* line, std::uint32_t milliseconds);
 

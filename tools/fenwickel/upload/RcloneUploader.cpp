@@ -209,7 +209,7 @@ void RcloneUploader::RemoveReplaced(const HandOver& work, const std::string& tar
     }
 }
 
-// Folders that were emptied by earlier runs are known to nobody. The copy needs none of them.
+// No listing has the folders that earlier runs emptied. The copy needs none of them.
 // Returns whether there was one.
 bool RcloneUploader::RemoveEmptyFolders(const std::string& target) const {
     std::string log;

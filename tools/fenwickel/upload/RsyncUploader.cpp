@@ -153,7 +153,7 @@ void WriteRemovals(const HandOver& work, const WString& path) {
     const std::optional<std::string> removals = ReadWholeFile(work.removals);
     if (!removals) {
         throw Failure(ExitCode::Failed, "cannot read " + Quoted(work.removals) +
-                                            ": somebody has deleted it: run sync again");
+                                            ": another program has deleted it: run sync again");
     }
     FileWriter list(path);
     for (const std::string& folder : work.replacedFolders) {

@@ -1,5 +1,5 @@
-// What carries files to the destination: one program that is called for the removals of a folder
-// and one that is called for what is to be sent.
+// What carries files to the destination: a program that is called once for the removals of a folder
+// and once for its sends.
 #pragma once
 
 #include <cstdint>
@@ -19,13 +19,13 @@ struct ListStyle {
 
 // What one folder has to hand over.
 struct HandOver {
-    WString folder;    // where it is to be read: inside the snapshot, with '\\' at its end
+    WString folder;    // where to read it: inside the snapshot, with '\\' at its end
     WString place;     // its folder below the destination, "" when it is the destination itself
-    WString removals;  // a file with the list of what is to be removed
+    WString removals;  // a file with the list of paths to remove
     std::uint64_t removalCount = 0;
-    WString sends;  // a file with the list of what is to be sent
+    WString sends;  // a file with the list of paths to send
     std::uint64_t sendCount = 0;
-    // Folders, relative and deepest first, in whose place a file is to be sent. Their files are
+    // Folders, relative and deepest first, in whose place a file will be sent. Their files are
     // among the removals.
     std::vector<std::string> replacedFolders;
 };
@@ -45,7 +45,7 @@ public:
     // can. path is relative and native, as in the lists.
     virtual const char* Obstacle(std::string_view path, HostEntry kind) const = 0;
 
-    // Whether the destination certainly holds nothing at all. False also where that cannot be told.
+    // Whether the destination is empty. False also where the program does not say.
     virtual bool IsDestinationEmpty() = 0;
 
     // Removes from the destination what the list names; what is not there counts as removed. Empty

@@ -30,7 +30,7 @@ int WaitForEnd(HostChild* child) {
         if (!exitCode && HostStopExitCode() != 0) {
             EndChild(child);
         }
-        // First: a program that the same Ctrl-C has ended is no failure of its own.
+        // First: a program that the same Ctrl-C has ended did not fail by itself.
         ThrowIfStopped();
         if (exitCode) {
             return *exitCode;

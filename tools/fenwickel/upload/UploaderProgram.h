@@ -79,4 +79,4 @@ inline constexpr const char* kRemoving = "remove files from";
 
 // The remedy where the program itself has told what is wrong.
 inline constexpr const char* kSeeItsMessages =
-    "put right what it reports above, then run sync again";
+    "remove the cause that it reports above, then run sync again";

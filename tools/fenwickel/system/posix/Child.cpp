@@ -16,8 +16,8 @@
 
 namespace {
 
-// A file for what a child prints. Opened here, not in the child: there a failure could not be told
-// from that of the program.
+// A file for what a child prints. Opened here, not in the child, where a failure would look like
+// one of the program.
 Descriptor OpenForOutput(const WString& path) {
     std::string bytes;
     if (!PathFromWide(path.c_str(), &bytes)) {
@@ -110,7 +110,7 @@ int ExitCodeOf(int status) {
 }
 
 // The exit code once the child has ended; looks again after ever longer naps until the time is
-// over. A child that somebody else waited for counts as ended with 127.
+// over. A child that other code has waited for counts as ended with 127.
 std::optional<int> WaitFor(pid_t child, std::uint32_t milliseconds) {
     using Clock = std::chrono::steady_clock;
     const bool forever = milliseconds == kHostForever;

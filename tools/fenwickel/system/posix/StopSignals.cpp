@@ -22,7 +22,7 @@ extern "C" void RememberStop(int signalNumber) {
     eventfd_write(stopDescriptor.load(), 1);
     errno = savedError;
     if (!stopSignal.compare_exchange_strong(none, signalNumber)) {
-        // The second request: as if nobody had caught it. It is delivered when this returns.
+        // The second request takes its default effect, when this returns.
         std::signal(signalNumber, SIG_DFL);
         std::raise(signalNumber);
     }

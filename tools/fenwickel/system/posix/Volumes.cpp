@@ -24,7 +24,7 @@ bool MayBeVisible(const std::string& path) {
     return S_ISDIR(status.st_mode) && status.st_ino == kRootFolder;
 }
 
-// Adds the subvolumes below the folder, at any depth, without snapshots of ours.
+// Adds the subvolumes below the folder, at any depth, without snapshots of this program.
 void AddSubvolumesBelow(const std::string& folder, std::set<std::string>* paths) {
     std::vector<std::string> folders = {folder};
     while (!folders.empty()) {

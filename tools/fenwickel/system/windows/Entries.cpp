@@ -21,7 +21,7 @@ bool IsSurrogate(const WString& path) {
     WIN32_FIND_DATAW entry;
     const HANDLE search = FindFirstFileW(path.c_str(), &entry);
     if (search == INVALID_HANDLE_VALUE) {
-        return true;  // not to be told: nothing that is sure to have content of its own
+        return true;  // unknown: not sure to have content of its own
     }
     FindClose(search);
     return IsReparseTagNameSurrogate(entry.dwReserved0);

@@ -1,5 +1,5 @@
-// Lines of standard input. A wait on a console wakes up with every key, and one on a pipe cannot be
-// had, so a thread of its own does the reading and hands over whole lines.
+// Lines of standard input. A wait on a console wakes up with every key, and a pipe cannot be waited
+// for, so a thread reads and hands over whole lines.
 #include "system/Terminal.h"
 
 #include <deque>

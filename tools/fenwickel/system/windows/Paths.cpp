@@ -13,7 +13,7 @@ namespace {
 // volume's name is its device.
 bool IsRoot(const WString& path) {
     if (path.size() == 3 && path.ends_with(L":\\")) {
-        return true;  // also of a drive that is not there, which the system cannot tell of
+        return true;  // also of a drive that is not there, of which the system knows nothing
     }
     WString volume(path.size() + MAX_PATH, L'\0');
     if (!GetVolumePathNameW(path.c_str(), volume.data(), static_cast<DWORD>(volume.size()))) {

@@ -4,7 +4,7 @@
 #include "platform/Platform.h"
 #include "platform/Text.h"
 
-// Not to be had before the types of the main header.
+// It needs the types of the main header.
 #include <tlhelp32.h>
 
 std::string HostOwnProgram() {
@@ -34,6 +34,6 @@ bool HostProcessRuns(std::uint32_t id) {
     if (!process) {
         return GetLastError() == ERROR_ACCESS_DENIED;
     }
-    // One that has ended stays known for as long as somebody holds a handle to it.
+    // One that has ended stays known for as long as a process holds a handle to it.
     return WaitForSingleObject(process.get(), 0) == WAIT_TIMEOUT;
 }
