@@ -1,4 +1,4 @@
-// A complete host: tells what changed in FOLDER since the last run, then commits the run.
+// A complete host: counts what changed in FOLDER since the last run, then commits the run.
 //
 //     host FOLDER STATE_FOLDER
 
@@ -67,8 +67,8 @@ int main(int argc, char** argv) {
     detector.SetDetectMetaPath(pairs);
     int result = detector.InitFileChangeDetector(context);
     if (result == 0) {
-        // What a run that was killed may have left. Without a base it would be a commit that was
-        // interrupted between its two steps, and all that is known.
+        // Deletes what a killed run may have left. But a syncing file without a base is what an
+        // interrupted commit leaves, between its two steps: it is the only listing then.
         if (std::filesystem::exists(state / "base")) {
             detector.RemoteChangedDB();
         } else if (std::filesystem::exists(state / "syncing")) {
@@ -88,7 +88,7 @@ int main(int argc, char** argv) {
     std::printf("new %d, changed %d, unchanged %d, deleted %d\n", counts[SYNC_ITEM_NEW],
                 counts[SYNC_ITEM_CHANGED], counts[SYNC_ITEM_UNCHANGED], counts[SYNC_ITEM_DELETED]);
 
-    // Here a host sends what is new or changed and removes what is deleted. Then it commits.
+    // A real host sends the new and changed files here and removes the deleted ones, then commits.
     CSyncFileDatabase database;
     stSyncFileDbContext files{context.strBaseDBPath, context.strSyncingDBPath,
                               context.strDeleteDBPath, &control};

@@ -6,6 +6,7 @@
 #include <iterator>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "fenwickel/SyncDetectFileChange.h"
 
@@ -56,10 +57,27 @@ TEST_F(Host, ExampleTellsWhatChanged) {
     EXPECT_EQ(RunExample().find("new 0, changed 0, unchanged 2, deleted 0"), 0U);
 }
 
-TEST_F(Host, ReadmeShowsTheExample) {
+// The C++ listings of a Markdown text, without their fences.
+std::vector<std::string> Listings(const std::string& markdown) {
+    const std::string fence = "\n```cpp\n";
+    std::vector<std::string> listings;
+    for (std::size_t at = markdown.find(fence); at != std::string::npos;
+         at = markdown.find(fence, at)) {
+        at += fence.size();
+        listings.push_back(markdown.substr(at, markdown.find("```", at) - at));
+    }
+    return listings;
+}
+
+// The example is compiled and run above, so what README takes from it compiles, too.
+TEST_F(Host, ReadmeQuotesTheExample) {
     const std::string example = Text(FENWICKEL_EXAMPLE_SOURCE);
-    ASSERT_FALSE(example.empty());
-    EXPECT_NE(Text(FENWICKEL_README).find(example), std::string::npos);
+    const std::vector<std::string> listings = Listings(Text(FENWICKEL_README));
+    ASSERT_FALSE(listings.empty());
+    for (const std::string& listing : listings) {
+        ASSERT_FALSE(listing.empty());
+        EXPECT_NE(example.find(listing), std::string::npos) << listing;
+    }
 }
 
 // Copying is part of the exported interface of the two database classes.
