@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "dbglog/DbgLogOutput.h"
+#include "platform/Platform.h"
 
 // Hands each message to its two outputs.
 //
@@ -44,4 +45,12 @@ template <typename... Arguments>
 int LogFailure(int code, const WCHAR* format, Arguments... arguments) {
     g_DbgLogger.Log(1, format, arguments...);
     return code;
+}
+
+// Logs that a call of the system failed and returns the last error, which is read first. The format
+// gets the error behind the other arguments.
+template <typename... Arguments>
+int LogLastError(const WCHAR* format, Arguments... arguments) {
+    const int error = static_cast<int>(GetLastError());
+    return LogFailure(error, format, arguments..., error);
 }

@@ -44,24 +44,18 @@ const WCHAR* const kFunction = WIDE("CSyncDetectFileChange::TraverseSnapshotFold
 
 // The result of a walk whose search could not be opened.
 int FirstEntryFailed(const WString& pattern) {
-    const DWORD error = GetLastError();
-    if (error == ERROR_FILE_NOT_FOUND) {
-        return 0;
-    }
-    return LogFailure(static_cast<int>(error),
-                      WIDE("[SYNC]:[%s]:failed to find first:[%s].EC:[%d]."), kFunction,
-                      pattern.c_str(), error);
+    return GetLastError() == ERROR_FILE_NOT_FOUND
+               ? 0
+               : LogLastError(WIDE("[SYNC]:[%s]:failed to find first:[%s].EC:[%d]."), kFunction,
+                              pattern.c_str());
 }
 
 // The result of a walk whose search gave no further entry.
 int NextEntryFailed(const WString& pattern) {
-    const DWORD error = GetLastError();
-    if (error == ERROR_NO_MORE_FILES) {
-        return 0;
-    }
-    return LogFailure(static_cast<int>(error),
-                      WIDE("[SYNC]:[%s]:failed to find next:[%s].EC:[%d]."), kFunction,
-                      pattern.c_str(), error);
+    return GetLastError() == ERROR_NO_MORE_FILES
+               ? 0
+               : LogLastError(WIDE("[SYNC]:[%s]:failed to find next:[%s].EC:[%d]."), kFunction,
+                              pattern.c_str());
 }
 
 }  // namespace

@@ -76,10 +76,9 @@ int CSyncFileDatabase::CutLeftovers() {
         const DWORD error = GetLastError();
         return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND
                    ? 0
-                   : LogFailure(static_cast<int>(error),
-                                WIDE("[SYNC]:[%s]:failed to look for file:[%s].EC:[%d]."),
-                                WIDE("CSyncFileDatabase::CutLeftovers"), m_strDeleteDBPath.c_str(),
-                                error);
+                   : LogLastError(WIDE("[SYNC]:[%s]:failed to look for file:[%s].EC:[%d]."),
+                                  WIDE("CSyncFileDatabase::CutLeftovers"),
+                                  m_strDeleteDBPath.c_str());
     }
     result = m_deleteDB.OpenDBFile(m_strDeleteDBPath);
     if (result == 0) {
