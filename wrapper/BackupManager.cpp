@@ -1,6 +1,5 @@
 #include "BackupManager.h"
 
-#include "Policy.h"
 #include "platform/Platform.h"
 
 namespace vsswrapper {
@@ -23,7 +22,7 @@ int BackupManager::InitBackup(int selectComponents, int bootableState, int backu
         return static_cast<int>(ERROR_INVALID_PARAMETER);
     }
     m_isShutDown = false;
-    m_providers = SnapshotProviders(CurrentPolicy().allowLiveView);
+    m_providers = SnapshotProviders(m_policy.allowLiveView);
     return 0;
 }
 
@@ -86,8 +85,8 @@ void BackupManager::Record(const std::vector<WString>& volumes, const SnapshotSe
 }
 
 void BackupManager::TellUses() {
-    if (std::vector<VssProviderUse>* uses = CurrentPolicy().uses) {
-        uses->insert(uses->end(), m_uses.begin(), m_uses.end());
+    if (m_policy.uses != nullptr) {
+        m_policy.uses->insert(m_policy.uses->end(), m_uses.begin(), m_uses.end());
     }
 }
 

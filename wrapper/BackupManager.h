@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "Policy.h"
 #include "SnapshotProvider.h"
 #include "fenwickel/VSSProviderPolicy.h"
 #include "fenwickel/VSSWrapper.h"
@@ -52,6 +53,8 @@ protected:
 // left, what the others took before is deleted.
 class BackupManager final : public UnusedSlots {
 public:
+    // Keeps the policy for its life: a later one is for later managers.
+    explicit BackupManager(const Policy& policy) : m_policy(policy) {}
     ~BackupManager();
 
     int InitBackup(int, int, int, bool, void*) override;
@@ -70,6 +73,7 @@ private:
     void TellUses();
     void Forget();
 
+    const Policy m_policy;
     std::atomic<bool> m_isShutDown{false};
     std::vector<std::unique_ptr<SnapshotProvider>> m_providers;
     std::vector<std::unique_ptr<SnapshotSet>> m_sets;

@@ -4,13 +4,13 @@
 #include <vector>
 
 #include "BackupManager.h"
-#include "Policy.h"
 
 namespace vsswrapper {
 
 namespace {
 
-constinit Policy g_policy;
+// For the managers that this thread gets next.
+constinit thread_local Policy t_policy;
 constinit IVSSMgrFactory g_factory;
 
 // A process may run several backups at once, in as many threads. Never destroyed: at the end of the
@@ -27,12 +27,8 @@ Managers& HandedOut() {
 
 }  // namespace
 
-const Policy& CurrentPolicy() {
-    return g_policy;
-}
-
 void SetProviderPolicy(bool allowLiveView, std::vector<VssProviderUse>* uses) {
-    g_policy = {allowLiveView, uses};
+    t_policy = {allowLiveView, uses};
 }
 
 IVSSMgrFactory* IVSSMgrFactory::GetFactory() {
@@ -44,7 +40,7 @@ void IVSSMgrFactory::ReleaseFactory() {}
 IVSSBackupMgrInterface* IVSSMgrFactory::GetVSSBackupMgr() {
     Managers& managers = HandedOut();
     const std::lock_guard lock(managers.mutex);
-    return managers.all.emplace_back(std::make_unique<BackupManager>()).get();
+    return managers.all.emplace_back(std::make_unique<BackupManager>(t_policy)).get();
 }
 
 // Users do not say which manager they give back. It was shut down, since they do that first; the

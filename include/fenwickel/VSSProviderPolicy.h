@@ -14,14 +14,17 @@ struct VssProviderUse {
     int nRefusal = 0;       // with which code another provider failed before; 0: none serves it
 };
 
-// Sets the policy for the managers of this process. Without a call the live view is not allowed.
+// Sets the policy for the managers that the calling thread gets from now on (GetVSSBackupMgr, which
+// CMetaVSS::CreateSnapshotForMetaVol calls). A manager keeps the policy under which it was got, on
+// whichever thread it works; managers that exist already and other threads are not affected. In a
+// thread that has made no call, the live view is not allowed.
 //
 // allowLiveView: a volume that no other provider can serve is shown as it is. What changes while it
 // is read is then seen half before and half after.
-// uses: where CreateSnapshot appends an entry per volume that it took; may be null. Not owned; must
-// outlive the policy.
-//
-// Not to be called while a manager is in use.
+// uses: where CreateSnapshot appends an entry per volume that it took; may be null. Not owned, and
+// not locked: managers that work in several threads at once need a vector each. It must outlive
+// every manager that was got under the policy. Before it goes, set another policy, so that no later
+// manager of the thread gets it.
 VSSWRAPPER_API void SetProviderPolicy(bool allowLiveView, std::vector<VssProviderUse>* uses);
 
 // Appends where the snapshots of the volume can be read that a process of ours took and did not

@@ -66,6 +66,17 @@ bool IsOn(const WString& folder, const WString& volume) {
             HostSameFile(folder.substr(0, volume.size()), volume));
 }
 
+// While it lives, the calling thread gets its snapshot managers under this policy.
+class PolicyScope {
+public:
+    PolicyScope(bool allowLiveView, std::vector<vsswrapper::VssProviderUse>* uses) {
+        vsswrapper::SetProviderPolicy(allowLiveView, uses);
+    }
+    PolicyScope(const PolicyScope&) = delete;
+    PolicyScope& operator=(const PolicyScope&) = delete;
+    ~PolicyScope() { vsswrapper::SetProviderPolicy(false, nullptr); }
+};
+
 void ReportProblem(const std::string& line) {
     std::fprintf(stderr, "fenwickel: %s\n", line.c_str());
 }
@@ -121,7 +132,6 @@ FolderSnapshot::FolderSnapshot(SnapshotMode mode, const std::vector<WString>& fo
         return;
     }
     m_held = true;
-    vsswrapper::SetProviderPolicy(mode == SnapshotMode::Prefer, &m_uses);
     try {
         Take(mode, log);
     } catch (const Failure& failure) {
@@ -142,6 +152,7 @@ FolderSnapshot::~FolderSnapshot() {
 }
 
 void FolderSnapshot::Take(SnapshotMode mode, const LibraryLog& log) {
+    const PolicyScope policy(mode == SnapshotMode::Prefer, &m_uses);
     std::vector<MetaVolVssInfo> entries(m_originals.size());
     for (std::size_t i = 0; i < entries.size(); ++i) {
         entries[i].strMetaPath = m_originals[i];
@@ -230,10 +241,9 @@ void FolderSnapshot::ReadAsTheyAre() {
     m_provider = "off";
 }
 
-// Deletes what was taken, as far as that goes. The policy must not outlive m_uses.
+// Deletes what was taken, as far as that goes.
 void FolderSnapshot::GiveBack() {
     m_volumes.DeleteVssSnapShot();
-    vsswrapper::SetProviderPolicy(false, nullptr);
     m_held = false;
 }
 

@@ -64,7 +64,7 @@ private:
     std::string m_provider;
     std::string m_note;
     std::uint64_t m_begun = 0;
-    std::vector<vsswrapper::VssProviderUse> m_uses;
+    std::vector<vsswrapper::VssProviderUse> m_uses;  // must outlive the manager in m_volumes
     CMetaVSS m_volumes;
     bool m_held = false;
 };
