@@ -71,10 +71,20 @@ private:
     // Created by the first call; null when that fails. The object keeps it.
     HANDLE Mutex();
 
+    // Locking of the block. The named mutex is the only lock: it serialises the threads of this
+    // process, the other logging modules in it and outside tools, and it guards m_hMapping,
+    // m_pBlock and m_pCurEntry as well as the bytes of the block. No other lock is taken under it.
+    //
+    // The holder that creates the block fills it before it releases the mutex, the magics last;
+    // everyone else finds a complete one and never fills it again. When an owner dies with the
+    // mutex, the next holder gives no answer, since an entry may be half written, and its release
+    // makes the mutex sound; the block itself is not repaired. An owner that dies while it creates
+    // the block leaves wrong magics, and modules get no answer while any process holds that block.
+
     // The next four are called with the mutex held.
 
-    // The block, opened or created by the first call. Null when there is none, which does not
-    // change any more, or when its magics are wrong.
+    // The block, opened or created by the first call. Null when it cannot be made, when an existing
+    // one is smaller than the layout, which is not tried again, or when its magics are wrong.
     LogCfgBlock* SoundBlock();
     void OpenBlock();
 

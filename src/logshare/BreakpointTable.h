@@ -20,11 +20,17 @@ struct LogBreakpointWish {
 // The breakpoint table, joined or made, and the breakpoints that this object has set in it.
 //
 // Several tools may share the table. Each owns its breakpoints: the reserved bytes of an entry name
-// an event that exists as long as its owner, so that the others can tell what a dead one has left.
-// Entries without such a mark are those of other programs and are never touched.
+// an event that exists as long as its owner. A tool that finds the event gone knows that the owner
+// died and releases what it left. Entries without such a mark belong to other programs; no
+// operation changes them.
 //
-// Threads: one at a time. Everything that is made lets every account in. No operation waits for the
-// breakpoint mutex longer than 1 s; where it could not be had, nothing was done.
+// A release sets the thread's event first and frees the slot second. A tool that dies in between
+// leaves a slot without a thread, and releasing that once more does no harm. An entry is emptied
+// only when all its hits are released; until then it is switched off, so that it gets no new ones.
+// dbglog/Breakpoints.cpp describes the life of a hit on the library's side.
+//
+// Threads: one at a time. Every account may open the objects made here. No operation waits for the
+// breakpoint mutex longer than 1 s; an operation that does not get it does nothing.
 class BreakpointTable {
 public:
     BreakpointTable();

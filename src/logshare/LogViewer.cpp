@@ -32,9 +32,11 @@ SharedEvent MakeEvent(const WString& name) {
     return {std::move(handle), existed};
 }
 
-// Moves the read index over records that are overwritten already. How many there were; 0 for
-// indices that no writer leaves, which are put right: what the slots hold is shown again rather
-// than lost. Nothing when all is well.
+// Moves the read index over records that are overwritten already and returns how many there were.
+// Returns 0 after correcting indices that no writer and no reader leaves: a read index out of range
+// goes back to the oldest slot, so that records are shown twice rather than lost; with a write
+// index below -1 the slots say nothing and the ring starts empty. Nothing when there is no loss.
+// Called under the ring mutex by the one watcher of the executable.
 std::optional<std::uint64_t> SkipOverwritten(LogRing& ring) {
     const LONGLONG taken = ReadOnce(ring.nReadIndex);
     const LONGLONG written = ReadOnce(ring.nWriteIndex);

@@ -106,6 +106,19 @@ int CSyncFileDatabase::FlushDB() {
     return 0;
 }
 
+// The commit has two steps: delete the base file, rename the syncing file onto it. The rename does
+// not replace a file, so the delete comes first. Which files exist tells how far a commit came:
+//
+//   base and syncing   not begun, or the delete failed: the previous listing counts
+//   syncing alone      cut off between the steps, or the rename failed: the new listing is complete
+//                      in the syncing file; a second call finishes, as an absent base counts as
+//                      deleted
+//   base alone         done; a second call finds nothing to do and succeeds
+//
+// Nothing here looks into the files. The caller commits only a listing that was flushed complete,
+// and must not start a run in the second state: InitSyncFileDB would take the absent base for a
+// first run and cut the only listing there is. A rename onto another volume fails after the delete,
+// so the caller keeps both files on one.
 int CSyncFileDatabase::TakeEffectNewSyncDB() {
     const WCHAR* function = WIDE("CSyncFileDatabase::TakeEffectNewSyncDB");
     int result = m_baseDB.CloseDBFile();
