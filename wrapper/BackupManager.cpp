@@ -76,7 +76,7 @@ int BackupManager::TakeServed(SnapshotProvider& provider, std::vector<WString>& 
     return 0;
 }
 
-// The volumes are told as they were named to us: users compare them letter by letter.
+// Records name the volumes as the caller did: users compare the names letter by letter.
 void BackupManager::Record(const std::vector<WString>& volumes, const SnapshotSet& set) {
     const std::vector<WString> devices = set.Devices();
     for (std::size_t i = 0; i < volumes.size(); ++i) {

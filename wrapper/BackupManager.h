@@ -78,7 +78,7 @@ private:
     std::vector<std::unique_ptr<SnapshotProvider>> m_providers;
     std::vector<std::unique_ptr<SnapshotSet>> m_sets;
     std::vector<VssSnapshotProp*> m_records;  // owned
-    std::vector<VssProviderUse> m_uses;       // told to the host once all volumes are taken
+    std::vector<VssProviderUse> m_uses;       // reported once all volumes are taken
     std::map<WString, int> m_refusals;        // by volume, the code of the first that failed
 };
 

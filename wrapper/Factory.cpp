@@ -13,8 +13,8 @@ namespace {
 constinit thread_local Policy t_policy;
 constinit IVSSMgrFactory g_factory;
 
-// A process may run several backups at once, in as many threads. Never destroyed: at the end of the
-// process nothing is to be deleted or waited for.
+// The managers in use. A process may run several backups at once, each in its own thread. Never
+// destroyed: the end of the process neither deletes a snapshot nor waits.
 struct Managers {
     std::mutex mutex;
     std::vector<std::unique_ptr<BackupManager>> all;
@@ -43,8 +43,8 @@ IVSSBackupMgrInterface* IVSSMgrFactory::GetVSSBackupMgr() {
     return managers.all.emplace_back(std::make_unique<BackupManager>(t_policy)).get();
 }
 
-// Users do not say which manager they give back. It was shut down, since they do that first; the
-// others may still be at work for somebody else.
+// Users do not say which manager they release, but shut it down first. Managers that are not shut
+// down belong to other users.
 void IVSSMgrFactory::ReleaseBackupMgr() {
     Managers& managers = HandedOut();
     const std::lock_guard lock(managers.mutex);

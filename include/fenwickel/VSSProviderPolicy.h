@@ -11,7 +11,7 @@ namespace vsswrapper {
 struct VssProviderUse {
     WString strVolumeName;  // as CreateSnapshot was given it
     WString strProvider;    // "btrfs", "vss"; "live" is no point in time
-    int nRefusal = 0;       // with which code another provider failed before; 0: none serves it
+    int nRefusal = 0;       // code with which another provider failed before; 0: no other serves it
 };
 
 // Sets the policy for the managers that the calling thread gets from now on (GetVSSBackupMgr, which
@@ -27,14 +27,15 @@ struct VssProviderUse {
 // manager of the thread gets it.
 VSSWRAPPER_API void SetProviderPolicy(bool allowLiveView, std::vector<VssProviderUse>* uses);
 
-// Appends where the snapshots of the volume can be read that a process of ours took and did not
-// live to delete; those in use are left out. volumePath is the mount point of the volume. 0 or an
-// error code of the system. Where the system itself deletes what a process leaves there are none.
+// Appends the folders of the volume's snapshots that this library took in a process which was
+// killed before it deleted them; those in use are left out. volumePath is the mount point of the
+// volume. 0 or an error code of the system. There are none where the system deletes snapshots
+// together with the process that took them.
 VSSWRAPPER_API int ListLeftoverSnapshots(const WString& volumePath,
                                          std::vector<WString>& snapshots);
 
-// Deletes one of them. 0 or an error code of the system: also for one that is in use by now, and
-// for what is no snapshot of ours.
+// Deletes one of them. 0 or an error code of the system, also for one that is in use by now and for
+// anything that is not such a snapshot.
 VSSWRAPPER_API int DeleteLeftoverSnapshot(const WString& snapshot);
 
 }  // namespace vsswrapper

@@ -39,7 +39,7 @@ bool Meets(const LogBreakpoint& entry, const WString& processName,
            message.find(TextOf(entry.szText)) != message.npos;
 }
 
-// The breakpoint's id comes last: until it is there the slot is free.
+// Writes the breakpoint's id last: until then the slot is free.
 std::optional<UUID> FillFreeSlot(LogBreakpointTable& table, const UUID& breakpointId) {
     UUID hitId;
     if (UuidCreate(&hitId) != 0) {
@@ -120,7 +120,7 @@ void StopAtHit(const UUID& hitId, DWORD roundMs) {
     if (tool) {
         SetEvent(tool.get());
     }
-    // Whatever is not a time-out ends the stop: the release, and a wait that cannot be done.
+    // Anything but a time-out ends the stop: the release, or a wait that fails.
     while (ViewerRuns() && WaitForSingleObject(released.get(), roundMs) == WAIT_TIMEOUT) {
     }
 }

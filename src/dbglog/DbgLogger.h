@@ -1,4 +1,4 @@
-// The process-wide logger: drops, formats, cleans and hands on.
+// The process-wide logger: filters, formats and cleans messages and passes them to its outputs.
 #pragma once
 
 #include <cstddef>
@@ -6,7 +6,7 @@
 #include "dbglog/DbgLogOutput.h"
 #include "platform/Platform.h"
 
-// Hands each message to its two outputs.
+// Passes each message to its two outputs.
 //
 // Threads: Log may be called from any thread at any time, also before the library is initialised
 // and after it is unloaded, when it does nothing. There is no lock here; the outputs have theirs.
@@ -39,8 +39,8 @@ private:
 // The one logger of the process.
 extern CDbgLogger g_DbgLogger;
 
-// Logs a failure and returns its code, so that meeting, logging and returning it is one statement.
-// The format gets the remaining arguments; a format that shows the code gets it among them.
+// Logs a failure and returns its code, so that a caller does both in one statement. The format gets
+// the remaining arguments; a format that shows the code gets it among them.
 template <typename... Arguments>
 int LogFailure(int code, const WCHAR* format, Arguments... arguments) {
     g_DbgLogger.Log(1, format, arguments...);

@@ -30,7 +30,7 @@ public:
     CSMOutput(const CSMOutput&) = delete;
     CSMOutput& operator=(const CSMOutput&) = delete;
 
-    // Leaves everything as it is when some thread is still in a call. Nobody may come with another
+    // Leaves everything as it is when a thread is still in a call. No call may begin after this
     // one.
     void Release() override;
 

@@ -60,7 +60,7 @@ int CSyncDetectFileChange::DetectChanges() {
     return 0;
 }
 
-// Runs the threads over all pairs; what a worker recorded is the result.
+// Runs the threads over all pairs. The result is the code that a worker recorded, if any.
 int CSyncDetectFileChange::WalkPairs() {
     const WCHAR* function = WIDE("CSyncDetectFileChange::GenerateSyncList");
     int result = BuildSyncThread();

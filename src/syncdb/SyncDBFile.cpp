@@ -104,7 +104,7 @@ int CSyncDBFile::OpenDBFileForRead(WString path) {
     return 0;
 }
 
-// Opens m_strFileName for reading; an absent file is made, empty.
+// Opens m_strFileName for reading; an absent file is created empty.
 int CSyncDBFile::OpenOrCreateForRead() {
     const WCHAR* function = WIDE("CSyncDBFile::OpenDBFileForRead");
     m_hDBFile = OpenForRead(m_strFileName, OPEN_EXISTING);
@@ -294,9 +294,9 @@ int CSyncDBFile::FlushDBFile() {
     return 0;
 }
 
-// Whether the records really end where ReadRecord counted none, with what it read in buffer. A tail
-// that is cut off is shorter than the longest record and says a length that a record can have; all
-// else is damage that would hide the records behind it.
+// Tells the end of the records from damage where ReadRecord counted none; buffer holds what it
+// read. A cut-off tail is shorter than the longest record and begins with a length that a record
+// can have. Anything else is damage, which would hide the records behind it.
 int CSyncDBFile::RequireEndOfRecords(const char* buffer) {
     LARGE_INTEGER size;
     if (!GetFileSizeEx(m_hDBFile, &size)) {
@@ -311,13 +311,13 @@ int CSyncDBFile::RequireEndOfRecords(const char* buffer) {
     return isEnd ? 0 : RefuseRecord(WIDE("CSyncDBFile::RequireEndOfRecords"), recordSize);
 }
 
-// Starts over with an empty header, as a new object has it. The next open of a file that has one
-// reads that.
+// Resets the header to that of a new object. The next open reads the header of a file that has one.
 void CSyncDBFile::ForgetHeader() {
     m_unHeader = {};
 }
 
-// How many records the file probably holds: what its header says, unless its size denies it.
+// Estimates the number of records: the count in the header, but no more than the size of the file
+// allows.
 std::uint64_t CSyncDBFile::EstimateRecordCount() const {
     LARGE_INTEGER size;
     if (!GetFileSizeEx(m_hDBFile, &size) || size.QuadPart < SYNC_RECORD_HEADER_SIZE) {

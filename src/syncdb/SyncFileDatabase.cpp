@@ -66,7 +66,7 @@ int CSyncFileDatabase::StartWithClosedFiles() {
     return result;
 }
 
-// Nobody who reads a list to its end may meet records of an earlier run behind those of this one.
+// Without this, a reader of a list would find records of an earlier run behind those of this one.
 int CSyncFileDatabase::CutLeftovers() {
     int result = m_syncingDB.CutToHeader();
     if (result != 0) {

@@ -59,7 +59,7 @@ const char* SnapshotRemedy(int code) {
 }
 
 // Whether the folder lies on the volume; both with '\' at the end. The system may spell the
-// beginning of a path in another way than we were given it.
+// beginning of a path in another way than the caller did.
 bool IsOn(const WString& folder, const WString& volume) {
     return folder.starts_with(volume) ||
            (folder.size() > volume.size() && folder[volume.size() - 1] == WIDE('\\') &&
@@ -247,7 +247,7 @@ void FolderSnapshot::GiveBack() {
     m_held = false;
 }
 
-// The library does not tell whether it could delete.
+// The library does not report whether it could delete.
 std::uint64_t FolderSnapshot::Release() {
     if (!m_held) {
         return 0;

@@ -11,7 +11,7 @@
 
 enum class SnapshotMode {
     Require,  // a point in time or nothing
-    Prefer,   // a point in time where there is one to be had, else the folders themselves
+    Prefer,   // a point in time where one can be taken, else the folders themselves
     Off,      // the folders themselves
 };
 
@@ -19,20 +19,21 @@ enum class SnapshotMode {
 SnapshotMode ParseSnapshotMode(const std::string& argument);
 
 // Deletes the snapshots that killed runs left on the volumes of the folders. What cannot be deleted
-// or listed is told on standard error and left. Returns how many it deleted.
+// or listed is reported on standard error and left. Returns how many it deleted.
 std::uint64_t RemoveLeftoverSnapshots(const std::vector<WString>& folders);
 
 // Held from construction until Release or destruction. One thread.
 class FolderSnapshot {
 public:
     // folders are existing folders with their links resolved, without '\\' at the end unless a
-    // root. Throws Failure (NoSnapshot, exit code 7) when mode requires what is not to be had.
+    // root. Throws Failure (NoSnapshot, exit code 7) when mode requires a snapshot and none can be
+    // taken.
     FolderSnapshot(SnapshotMode mode, const std::vector<WString>& folders, const LibraryLog& log);
     FolderSnapshot(const FolderSnapshot&) = delete;
     FolderSnapshot& operator=(const FolderSnapshot&) = delete;
     ~FolderSnapshot();
 
-    // Where each folder is to be read, with '\\' at its end.
+    // The place at which to read each folder, with '\\' at its end.
     const std::vector<WString>& Folders() const { return m_folders; }
 
     // What is read: "btrfs", "vss", "live", "off"; several, each once, with ", " between.
@@ -46,7 +47,8 @@ public:
     // visible change.
     std::uint64_t Begun() const { return m_begun; }
 
-    // Deletes the snapshot. Returns how many of it are still there, each told on standard error.
+    // Deletes the snapshot. Returns how many of it are still there, each reported on standard
+    // error.
     std::uint64_t Release();
 
 private:
