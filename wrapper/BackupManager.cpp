@@ -1,6 +1,5 @@
 #include "BackupManager.h"
 
-#include "Policy.h"
 #include "platform/Platform.h"
 
 namespace vsswrapper {
@@ -23,7 +22,7 @@ int BackupManager::InitBackup(int selectComponents, int bootableState, int backu
         return static_cast<int>(ERROR_INVALID_PARAMETER);
     }
     m_isShutDown = false;
-    m_providers = SnapshotProviders(CurrentPolicy().allowLiveView);
+    m_providers = SnapshotProviders(m_policy.allowLiveView);
     return 0;
 }
 
@@ -77,7 +76,7 @@ int BackupManager::TakeServed(SnapshotProvider& provider, std::vector<WString>& 
     return 0;
 }
 
-// The volumes are told as they were named to us: users compare them letter by letter.
+// Records name the volumes as the caller did: users compare the names letter by letter.
 void BackupManager::Record(const std::vector<WString>& volumes, const SnapshotSet& set) {
     const std::vector<WString> devices = set.Devices();
     for (std::size_t i = 0; i < volumes.size(); ++i) {
@@ -86,8 +85,8 @@ void BackupManager::Record(const std::vector<WString>& volumes, const SnapshotSe
 }
 
 void BackupManager::TellUses() {
-    if (std::vector<VssProviderUse>* uses = CurrentPolicy().uses) {
-        uses->insert(uses->end(), m_uses.begin(), m_uses.end());
+    if (m_policy.uses != nullptr) {
+        m_policy.uses->insert(m_policy.uses->end(), m_uses.begin(), m_uses.end());
     }
 }
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "Policy.h"
 #include "SnapshotProvider.h"
 #include "fenwickel/VSSProviderPolicy.h"
 #include "fenwickel/VSSWrapper.h"
@@ -52,6 +53,8 @@ protected:
 // left, what the others took before is deleted.
 class BackupManager final : public UnusedSlots {
 public:
+    // Keeps the policy for its life: a later one is for later managers.
+    explicit BackupManager(const Policy& policy) : m_policy(policy) {}
     ~BackupManager();
 
     int InitBackup(int, int, int, bool, void*) override;
@@ -70,11 +73,12 @@ private:
     void TellUses();
     void Forget();
 
+    const Policy m_policy;
     std::atomic<bool> m_isShutDown{false};
     std::vector<std::unique_ptr<SnapshotProvider>> m_providers;
     std::vector<std::unique_ptr<SnapshotSet>> m_sets;
     std::vector<VssSnapshotProp*> m_records;  // owned
-    std::vector<VssProviderUse> m_uses;       // told to the host once all volumes are taken
+    std::vector<VssProviderUse> m_uses;       // reported once all volumes are taken
     std::map<WString, int> m_refusals;        // by volume, the code of the first that failed
 };
 

@@ -4,17 +4,17 @@
 #include <vector>
 
 #include "BackupManager.h"
-#include "Policy.h"
 
 namespace vsswrapper {
 
 namespace {
 
-constinit Policy g_policy;
+// For the managers that this thread gets next.
+constinit thread_local Policy t_policy;
 constinit IVSSMgrFactory g_factory;
 
-// A process may run several backups at once, in as many threads. Never destroyed: at the end of the
-// process nothing is to be deleted or waited for.
+// The managers in use. A process may run several backups at once, each in its own thread. Never
+// destroyed: the end of the process neither deletes a snapshot nor waits.
 struct Managers {
     std::mutex mutex;
     std::vector<std::unique_ptr<BackupManager>> all;
@@ -27,12 +27,8 @@ Managers& HandedOut() {
 
 }  // namespace
 
-const Policy& CurrentPolicy() {
-    return g_policy;
-}
-
 void SetProviderPolicy(bool allowLiveView, std::vector<VssProviderUse>* uses) {
-    g_policy = {allowLiveView, uses};
+    t_policy = {allowLiveView, uses};
 }
 
 IVSSMgrFactory* IVSSMgrFactory::GetFactory() {
@@ -44,11 +40,11 @@ void IVSSMgrFactory::ReleaseFactory() {}
 IVSSBackupMgrInterface* IVSSMgrFactory::GetVSSBackupMgr() {
     Managers& managers = HandedOut();
     const std::lock_guard lock(managers.mutex);
-    return managers.all.emplace_back(std::make_unique<BackupManager>()).get();
+    return managers.all.emplace_back(std::make_unique<BackupManager>(t_policy)).get();
 }
 
-// Users do not say which manager they give back. It was shut down, since they do that first; the
-// others may still be at work for somebody else.
+// Users do not say which manager they release, but shut it down first. Managers that are not shut
+// down belong to other users.
 void IVSSMgrFactory::ReleaseBackupMgr() {
     Managers& managers = HandedOut();
     const std::lock_guard lock(managers.mutex);

@@ -1,4 +1,4 @@
-// The policy of this process.
+// What a host allows a manager and wants to know of it; see SetProviderPolicy.
 #pragma once
 
 #include <vector>
@@ -9,9 +9,7 @@ namespace vsswrapper {
 
 struct Policy {
     bool allowLiveView = false;
-    std::vector<VssProviderUse>* uses = nullptr;
+    std::vector<VssProviderUse>* uses = nullptr;  // not owned
 };
-
-const Policy& CurrentPolicy();
 
 }  // namespace vsswrapper

@@ -6,8 +6,8 @@
 
 #include "fenwickel/Types.h"
 
-// The snapshots that one provider took of a set of volumes. Its destructor lets go of them without
-// deleting: what becomes of them then is the provider's affair, and the manager deletes first.
+// The snapshots that one provider took of a set of volumes. The destructor releases them without
+// Delete; whether the snapshots then remain depends on the provider.
 class SnapshotSet {
 public:
     virtual ~SnapshotSet() = default;
@@ -20,8 +20,8 @@ public:
     // What the system calls the set; empty where it has no such name.
     virtual WString Identifier() const { return {}; }
 
-    // Deletes all of them, with force also where somebody uses one. 0 or the first error code of
-    // the system; what can be deleted is deleted also then. Afterwards the object is of no use.
+    // Deletes all of them, with force also those in use. 0 or the first error code of the system;
+    // an error does not keep the others from being deleted. The object is not used afterwards.
     virtual int Delete(bool force) = 0;
 };
 
@@ -30,14 +30,14 @@ class SnapshotProvider {
 public:
     virtual ~SnapshotProvider() = default;
 
-    // What users know it by: "btrfs", "vss", "live".
+    // Its name for users: "btrfs", "vss", "live".
     virtual const WCHAR* Name() const = 0;
 
     // True when it can try the volume, given by its name.
     virtual bool Serves(const WString& volumeName) = 0;
 
-    // Takes all of the volumes or none. They are at least one, each named once, and Serves said yes
-    // to every one of them just before. Null with *code set to an error code of the system, never
+    // Takes all of the volumes or none. There is at least one, each is named once, and Serves
+    // returned true for each just before. Null with *code set to an error code of the system, never
     // 0, on failure; nothing is left behind then.
     virtual std::unique_ptr<SnapshotSet> Create(const std::vector<WString>& volumeNames,
                                                 int* code) = 0;

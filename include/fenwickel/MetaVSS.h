@@ -8,9 +8,9 @@
 #include "fenwickel/Types.h"
 #include "fenwickel/VSSWrapper.h"
 
-// One path of the host and what became of it.
+// One path of the host, its volume and its snapshot.
 struct MetaVolVssInfo {
-    std::uint32_t nTag = 0;        // the host's own; copied, never looked at
+    std::uint32_t nTag = 0;        // for the host; copied, never read
     std::uint32_t nDriveType = 0;  // as GetDriveTypeW: 3, a fixed disk, in whatever was accepted
     WString strMetaPath;           // given by the host: a folder or file
     WString strVolumePath;         // mount point of its volume, with '\\' at the end
@@ -18,7 +18,7 @@ struct MetaVolVssInfo {
     WString strSnapshotDevice;     // where the volume's snapshot can be read; empty without one
 };
 
-// Takes, tells and deletes one snapshot of all the volumes.
+// Takes one snapshot of all the volumes, says where it can be read, and deletes it.
 //
 // Order of calls: AddMetaFileVol once or more, CreateSnapshotForMetaVol, GetMetaFileVolSnapshot,
 // the work on the snapshot, DeleteVssSnapShot. A path inside the snapshot is strSnapshotDevice in
@@ -33,7 +33,7 @@ public:
     CMetaVSS();
 
     // Member-wise. A copy of an object that holds a snapshot, or what a failed attempt has left
-    // held, shares it, and whichever goes first gives it back under the other: copy only objects
+    // held, shares it, and the first to be destroyed releases it under the other: copy only objects
     // that hold nothing, onto such. Debug builds check that.
     CMetaVSS(const CMetaVSS& other);
     CMetaVSS& operator=(const CMetaVSS& other);
@@ -45,8 +45,8 @@ public:
     int AddMetaFileVol(std::vector<MetaVolVssInfo>& metaVols);
 
     // Finds the volume of every path (all must be fixed disks) and takes one snapshot of all the
-    // volumes. After a failure DeleteVssSnapShot gives back what is held already. To be called only
-    // while nothing is held.
+    // volumes. After a failure DeleteVssSnapShot releases what is held already. Call it only while
+    // nothing is held.
     int CreateSnapshotForMetaVol();
 
     // Replaces metaVols by all entries with their volumes and snapshots. Without a snapshot
@@ -54,7 +54,7 @@ public:
     // Always 0.
     int GetMetaFileVolSnapshot(std::vector<MetaVolVssInfo>& metaVols);
 
-    // Deletes the snapshot and gives back everything held. A snapshot that could not be deleted is
+    // Deletes the snapshot and releases everything held. A snapshot that could not be deleted is
     // not reported. The entries stay. Always 0.
     int DeleteVssSnapShot();
 
@@ -74,8 +74,8 @@ private:
     std::vector<MetaVolVssInfo> m_vecMetaVols;
     std::vector<WString> m_vecVolumes;  // distinct names in order of first appearance
     std::map<WString, VolSnapshotEntry> m_mapVolumes;
-    WString m_strSnapshotSet;  // filled by the wrapper; not looked at
+    WString m_strSnapshotSet;  // filled by the wrapper; not read
     bool m_bSnapshotTaken = false;
-    vsswrapper::IVSSMgrFactory* m_pFactory = nullptr;            // given back, not deleted
+    vsswrapper::IVSSMgrFactory* m_pFactory = nullptr;            // released, not deleted
     vsswrapper::IVSSBackupMgrInterface* m_pBackupMgr = nullptr;  // likewise, through the factory
 };

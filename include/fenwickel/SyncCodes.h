@@ -7,7 +7,8 @@
 // The host's stop event was seen. Printed by "%d" as -268435457.
 inline constexpr int SYNC_EC_STOPPED = static_cast<int>(0xEFFFFFFFU);
 
-// A worker thread or a 4 MiB read buffer could not be had. Printed by "%d" as -267714555.
+// A worker thread could not be started, or a 4 MiB read buffer not be allocated. Printed by "%d" as
+// -267714555.
 inline constexpr int SYNC_EC_NO_MEMORY = static_cast<int>(0xF00B0005U);
 
 // A short transfer, a damaged record, a lookup that missed, or a call out of order. Printed as -1.

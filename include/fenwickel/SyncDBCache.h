@@ -28,7 +28,7 @@ struct stSyncDBCacheValue {
     std::uint8_t byState;  // an enSyncItemStatus
 };
 
-// An ordered map from key to value; its memory layout is the library's own affair.
+// An ordered map from key to value; its memory layout is private to the library.
 class CSyncDBBucket;
 
 // 32 ordered maps from a 16-byte key to a value. The first insert of a key wins.
@@ -46,7 +46,7 @@ public:
     int Init();
 
     // Makes room for about entryCount entries in all, so that a build does not move them. A hint:
-    // wrong values cost memory or time, never correctness, and too large ones are passed over.
+    // wrong values cost memory or time, never correctness, and too large ones are ignored.
     void Reserve(std::uint64_t entryCount);
 
     // Adds an entry unless the key is already there. Throws std::bad_alloc.

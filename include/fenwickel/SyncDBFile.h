@@ -32,8 +32,8 @@ public:
     ~CSyncDBFile();
 
     // Opens for writing, creating the file if it is absent. An existing file is not cut: its header
-    // is kept, writing starts again at its first record. Others may read the file meanwhile.
-    // Throws std::bad_alloc when the 4 MiB cache cannot be had.
+    // is kept, writing starts again at its first record. Others may read the file meanwhile. Throws
+    // std::bad_alloc when the 4 MiB cache cannot be allocated.
     int OpenDBFile(WString path);
 
     // Opens for reading; an absent file is created empty. Others may read the file meanwhile. A

@@ -13,7 +13,7 @@
 #include "fenwickel/Types.h"
 
 // One folder to examine. Its position in the vector given to SetDetectMetaPath is its path index;
-// records keep the low 8 bits of it, so they can tell 256 pairs apart.
+// records keep the low 8 bits of it, so they distinguish 256 pairs.
 struct stPathPair {
     WString strMetaPath;      // the folder as the host knows it; carried along, not read
     WString strSnapshotPath;  // the folder that is walked; must end with a backslash

@@ -13,7 +13,7 @@ public:
     // Slot 1: not called by the library.
     virtual void ReservedSlot1() {}
 
-    // Slot 2: true once the run is to stop. Asked at every folder and twice for every file.
+    // Slot 2: true once the run should stop. Asked at every folder and twice for every file.
     virtual bool IsStopRequested() = 0;
 
     // Slot 3: not called by the library.

@@ -35,7 +35,7 @@ union unSyncRecordFileHeader {
     struct {
         std::uint8_t byReserved[8];
         // Records appended to the file through its header. Readers find the records by their
-        // lengths; the count tells whether a listing is whole.
+        // lengths; the count shows whether a listing is complete.
         std::int64_t llRecordCount;
     } stFields;
 };

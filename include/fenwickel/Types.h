@@ -28,7 +28,7 @@
 #define FENWICKEL_API __declspec(dllimport)
 #endif
 
-// The shadow-copy wrapper is a library of its own.
+// The shadow-copy wrapper is a separate library.
 #ifdef VSSWRAPPER_BUILDING_LIBRARY
 #define VSSWRAPPER_API __declspec(dllexport)
 #elif defined(VSSWRAPPER_STATIC)
@@ -53,7 +53,7 @@ using DWORD = std::uint32_t;
 using LONG = std::int32_t;
 using LONGLONG = std::int64_t;
 using BOOL = int;
-// An open object of the platform layer; owned by whoever got it from the creating call.
+// An open object of the platform layer; owned by the caller of the function that made it.
 using HANDLE = void*;
 
 // 100-ns units since 1601-01-01 00:00 UTC, in two halves.

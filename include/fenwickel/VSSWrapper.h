@@ -27,9 +27,9 @@ static_assert(offsetof(VssSnapshotProp, strSourceVolumeName) == 72);
 // One backup: initialised, a snapshot of a set of volumes taken, read and deleted, shut down.
 //
 // The order of the operations fixes their slots. Those called reserved are kept so that the others
-// stay where they are; implementations answer 0. Got from the factory and given back to it, never
-// deleted. Operations block until they are done. One thread at a time. Codes are 0 or an error code
-// of the system or of the implementation.
+// stay where they are; implementations answer 0. Users get one from the factory, return it there
+// and never delete it. Operations block until they are done. One thread at a time. Codes are 0 or
+// an error code of the system or of the implementation.
 class IVSSBackupMgrInterface {
 public:
     // Slot 0. The two flags and the last one select a backup with components, of a bootable system
@@ -51,7 +51,7 @@ public:
     virtual std::vector<VssSnapshotProp*>* GetSnapshotProps() = 0;
     virtual int Reserved8() = 0;
 
-    // Slot 9. Deletes the snapshot; force also where somebody uses it.
+    // Slot 9. Deletes the snapshot; force also while it is in use.
     virtual int DeleteSnapshot(bool force) = 0;
     virtual int Reserved10() = 0;
     virtual int Reserved11() = 0;
@@ -86,7 +86,7 @@ protected:
     ~IVSSBackupMgrInterface() = default;
 };
 
-// The process's way to a manager.
+// Makes and releases the managers of the process.
 class VSSWRAPPER_API IVSSMgrFactory {
 public:
     // The factory, or null when the library cannot serve. Give it back with ReleaseFactory.

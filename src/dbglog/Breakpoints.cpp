@@ -10,6 +10,21 @@
 #include "platform/OwnedHandle.h"
 #include "platform/Text.h"
 
+// The life of a hit; BreakpointTable is the tool's side of it.
+//
+// 1. EnterHit, under the breakpoint mutex, writes hit id, process and thread into a free slot and
+//    then the breakpoint's id, which makes it a hit.
+// 2. The thread leaves all locks. StopAtHit makes the hit event, sets the breakpoint event so that
+//    the tool looks, and waits in rounds of 5 s.
+// 3. The tool, under the mutex, sets the hit event and then zeroes the breakpoint's id in the slot,
+//    which frees it. The thread goes on without a look at the table.
+//
+// Between 1 and 2 there is no hit event. A tool that releases the hit in that moment makes the
+// event itself, already set; StopAtHit then gets that event and its first wait ends at once.
+//
+// Without a release the thread goes on when no viewer runs, which it tests before each round, or
+// when the event cannot be made or waited for. Its slot stays taken, as does that of a thread
+// killed while stopped: only tools free slots, at the latest when one empties the entry.
 namespace NSDBG {
 
 namespace {
@@ -24,7 +39,7 @@ bool Meets(const LogBreakpoint& entry, const WString& processName,
            message.find(TextOf(entry.szText)) != message.npos;
 }
 
-// The breakpoint's id comes last: until it is there the slot is free.
+// Writes the breakpoint's id last: until then the slot is free.
 std::optional<UUID> FillFreeSlot(LogBreakpointTable& table, const UUID& breakpointId) {
     UUID hitId;
     if (UuidCreate(&hitId) != 0) {
@@ -105,7 +120,7 @@ void StopAtHit(const UUID& hitId, DWORD roundMs) {
     if (tool) {
         SetEvent(tool.get());
     }
-    // Whatever is not a time-out ends the stop: the release, and a wait that cannot be done.
+    // Anything but a time-out ends the stop: the release, or a wait that fails.
     while (ViewerRuns() && WaitForSingleObject(released.get(), roundMs) == WAIT_TIMEOUT) {
     }
 }

@@ -25,7 +25,7 @@ struct BreakpointHandles {
 };
 
 // Looks for the first breakpoint that the message of the calling thread meets and, when there is a
-// free hit slot, enters the hit. The hit's id, or nothing when the thread is not to stop. Waits for
+// free hit slot, enters the hit. The hit's id, or nothing when the thread does not stop. Waits for
 // the breakpoint mutex at most 10 s.
 std::optional<UUID> EnterHit(const BreakpointHandles& handles, const WString& processName,
                              const WCHAR* message);
@@ -33,9 +33,9 @@ std::optional<UUID> EnterHit(const BreakpointHandles& handles, const WString& pr
 // True while a viewer runs.
 bool ViewerRuns();
 
-// Holds the calling thread until the tool releases the hit or no viewer runs any more, which is
-// looked at every roundMs. The caller holds no lock. The handles of the table may be closed by
-// another thread meanwhile, so none of them is used here.
+// Blocks the calling thread until the tool releases the hit or no viewer runs any more, which is
+// tested every roundMs. The caller holds no lock. Another thread may close the handles of the table
+// meanwhile, so this uses none of them.
 void StopAtHit(const UUID& hitId, DWORD roundMs = kHitWaitMs);
 
 }  // namespace NSDBG

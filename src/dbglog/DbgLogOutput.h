@@ -6,7 +6,7 @@
 // One output of the logger: a log file, or a live viewer.
 //
 // Threads: every operation may be called from any thread at once; an output serialises its own
-// work. Failures stay inside the output. Outside tools may bring outputs of their own, so the slot
+// work. Failures stay inside the output. Outside tools may implement this interface, so the slot
 // order is fixed and Release takes the place of a virtual destructor.
 class IDBGLogOutput {
 public:

@@ -18,7 +18,7 @@ namespace {
 // Marks the log's own calls of the platform.
 constexpr const char* kFaultScope = "log";
 
-// The log must not be what ends its host: without memory there is no message, or no logger.
+// A failure of the log must not end its host: without memory, a message or the logger is missing.
 template <typename Work>
 void Contain(Work work) {
     try {
@@ -28,9 +28,9 @@ void Contain(Work work) {
     }
 }
 
-// Ties the outputs to load and unload. They are not members' destructors: a call after unload must
-// still find the null pointers that Detach leaves. The configuration comes first: both outputs are
-// gone when it goes.
+// Attaches the outputs at load and detaches them at unload. A destructor of the logger could not do
+// that: a call after unload must still find the null pointers that Detach leaves. The configuration
+// is made first, so that it outlives both outputs.
 struct LoggerLifetime {
     LoggerLifetime() {
         const FaultScope scope(kFaultScope);

@@ -1,11 +1,12 @@
-// The process-wide logger: drops, formats, cleans and hands on.
+// The process-wide logger: filters, formats and cleans messages and passes them to its outputs.
 #pragma once
 
 #include <cstddef>
 
 #include "dbglog/DbgLogOutput.h"
+#include "platform/Platform.h"
 
-// Hands each message to its two outputs.
+// Passes each message to its two outputs.
 //
 // Threads: Log may be called from any thread at any time, also before the library is initialised
 // and after it is unloaded, when it does nothing. There is no lock here; the outputs have theirs.
@@ -38,10 +39,18 @@ private:
 // The one logger of the process.
 extern CDbgLogger g_DbgLogger;
 
-// Logs a failure and returns its code, so that meeting, logging and returning it is one statement.
-// The format gets the remaining arguments; a format that shows the code gets it among them.
+// Logs a failure and returns its code, so that a caller does both in one statement. The format gets
+// the remaining arguments; a format that shows the code gets it among them.
 template <typename... Arguments>
 int LogFailure(int code, const WCHAR* format, Arguments... arguments) {
     g_DbgLogger.Log(1, format, arguments...);
     return code;
+}
+
+// Logs that a call of the system failed and returns the last error, which is read first. The format
+// gets the error behind the other arguments.
+template <typename... Arguments>
+int LogLastError(const WCHAR* format, Arguments... arguments) {
+    const int error = static_cast<int>(GetLastError());
+    return LogFailure(error, format, arguments..., error);
 }

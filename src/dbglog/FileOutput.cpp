@@ -46,7 +46,8 @@ CFileOutput::CFileOutput() {
     configuration.GetLogFilePath(m_szConfigName, m_szLogFile, m_bIgnoreGlobalFile);
 }
 
-// A host that ends while a thread of its own logs shall not fall over that.
+// A host may end while one of its threads still logs. That thread holds the lock and uses the
+// output, which then stays.
 void CFileOutput::Release() {
     {
         const std::unique_lock lock(m_csLock, std::try_to_lock);

@@ -20,8 +20,8 @@ extern constinit DWORD g_logRollSize;
 //
 // Threads: any. m_csLock keeps the threads of the process apart and a named mutex for each file
 // keeps the processes apart, so that lines stay whole. The configuration is asked only while the
-// file's mutex is not held. Nobody waits longer than 5000 ms for a mutex; the message is lost then,
-// as it is when the file cannot be opened, and the next one tries again.
+// file's mutex is not held. No wait for a mutex takes longer than 5000 ms; after that the message
+// is lost, as it is when the file cannot be opened, and the next message tries again.
 //
 // The order of the slots and of the fields is fixed.
 class CFileOutput final : public IDBGLogOutput {
@@ -31,8 +31,8 @@ public:
     CFileOutput(const CFileOutput&) = delete;
     CFileOutput& operator=(const CFileOutput&) = delete;
 
-    // Closes the file; leaves everything as it is when some thread is still in a call. Nobody may
-    // come with another one.
+    // Closes the file; leaves everything as it is when a thread is still in a call. No call may
+    // begin after this one.
     void Release() override;
     void WriteLogA(int level, unsigned int errorCode, const char* text) override;
     void WriteLogW(int level, unsigned int errorCode, const WCHAR* text) override;
@@ -67,9 +67,9 @@ private:
     void FindEncoding();
     void WriteSummary();
 
-    // Each part of a line is a write of its own; one that fails does not stop the others. Text of
-    // the other width than the file's is converted; what cannot be converted, or needs more than
-    // 1024 characters, becomes empty.
+    // Each part of a line is a separate write; one that fails does not stop the others. Text of the
+    // other width than the file's is converted; what cannot be converted, or needs more than 1024
+    // characters, becomes empty.
     void WriteLineW(View header, View text, bool withTail);
     void WriteLineA(std::string_view header, std::string_view text, bool withTail);
     bool SeekToEnd();

@@ -13,7 +13,7 @@ namespace {
 
 constexpr const WCHAR* kSeparators = WIDE("\\/");
 
-// A file of that name is no folder: nobody shall get rights to it.
+// A file of that name does not count: the caller grants rights to what it finds.
 bool MakeFolder(const WString& folder) {
     WIN32_FILE_ATTRIBUTE_DATA data;
     return CreateDirectoryW(folder.c_str(), nullptr) ||
@@ -22,7 +22,7 @@ bool MakeFolder(const WString& folder) {
             (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0);
 }
 
-// Parents are made only where the folder itself cannot be for the lack of them.
+// Makes parents only when the folder cannot be made because one of them is missing.
 bool MakeFolderWithParents(const WString& folder) {
     if (MakeFolder(folder)) {
         return true;
@@ -32,7 +32,7 @@ bool MakeFolderWithParents(const WString& folder) {
     }
     for (std::size_t end = folder.find_first_of(kSeparators, 1); end != WString::npos;
          end = folder.find_first_of(kSeparators, end + 1)) {
-        // A drive or a share refuses to be made; what lies below it decides.
+        // Only a failure of the folder itself counts: a drive or a share cannot be made.
         MakeFolder(folder.substr(0, end));
     }
     return MakeFolder(folder);

@@ -55,7 +55,7 @@ void MakeTail(Tail& tail, const WCHAR* process, const WCHAR* module, DWORD versi
 }  // namespace
 
 bool CFileOutput::PrepareFile() {
-    // A size that cannot be had is taken for a large one: nothing is written over a file's start.
+    // An unknown size counts as a large one, so that nothing overwrites the start of a file.
     if (SizeOfOpenFile(sizeof kByteOrderMark + 1) > sizeof kByteOrderMark) {
         FindEncoding();
         return true;
@@ -78,7 +78,7 @@ bool CFileOutput::WriteByteOrderMark() {
     return true;
 }
 
-// What cannot be read says nothing: the encoding stays what it was.
+// The encoding stays as it is when the start of the file cannot be read.
 void CFileOutput::FindEncoding() {
     char start[sizeof kByteOrderMark];
     DWORD bytes = 0;

@@ -29,7 +29,7 @@ bool IsFree(const LogCfgEntry& entry) {
     return entry.szModuleName[0] == 0;
 }
 
-// Works on a copy: whoever ignores the mutex may change the name meanwhile.
+// Works on a copy, because a process that ignores the mutex may change the name meanwhile.
 bool IsNamed(const LogCfgEntry& entry, WStringView name) {
     WCHAR copy[kModuleNameCapacity];
     std::copy_n(entry.szModuleName, kModuleNameCapacity, copy);
@@ -76,7 +76,7 @@ void CLogCfgShared::Close() {
     m_hMutex = nullptr;
 }
 
-// Threads that come here at once all create it; the first one's handle is kept.
+// Threads that call this at the same time each create it; the first handle stored is kept.
 HANDLE CLogCfgShared::Mutex() {
     const std::atomic_ref<HANDLE> shared(m_hMutex);
     HANDLE mutex = shared.load();
@@ -101,7 +101,7 @@ void CLogCfgShared::OpenBlock() {
         return;
     }
     const bool existed = GetLastError() == ERROR_ALREADY_EXISTS;
-    // Asking for the whole size refuses a smaller block that somebody has put there.
+    // Mapping the full size refuses a smaller block that another process has made under this name.
     m_pBlock = static_cast<LogCfgBlock*>(
         MapViewOfFile(m_hMapping, FILE_MAP_READ | FILE_MAP_WRITE, 0, 0, sizeof(LogCfgBlock)));
     if (m_pBlock != nullptr && !existed) {

@@ -14,7 +14,7 @@ inline constexpr std::size_t kFullPathCapacity = 1024;
 //
 // Threads: every operation may be called from any thread. Operations on the block hold its mutex
 // for their own length, wait for it at most 5000 ms, and give the answer named at each of them when
-// the block cannot be had. Nothing is reported.
+// the block is not available. Failures are not reported.
 class CLogCfgShared {
 public:
     // The object of this module, made by the first call; the library makes that call at load,
@@ -32,7 +32,7 @@ public:
     int IsGlobalOptionDisabled(const WCHAR* executable);
 
     // Takes an entry of the block for the module and puts its default file there, unless the entry
-    // has a file of its own. Nothing when the table is full.
+    // has its own file. Nothing when the table is full.
     void RegisterModule(const WCHAR* moduleName);
 
     // The level that the block gives the module; -1 for none.
@@ -60,7 +60,7 @@ public:
     int EffectiveComponent() const;
 
 private:
-    friend struct LogCfgForTests;  // makes objects of its own
+    friend struct LogCfgForTests;  // makes further objects
 
     CLogCfgShared();
     ~CLogCfgShared();
@@ -71,10 +71,20 @@ private:
     // Created by the first call; null when that fails. The object keeps it.
     HANDLE Mutex();
 
+    // Locking of the block. The named mutex is the only lock: it serialises the threads of this
+    // process, the other logging modules in it and outside tools, and it guards m_hMapping,
+    // m_pBlock and m_pCurEntry as well as the bytes of the block. No other lock is taken under it.
+    //
+    // The holder that creates the block fills it before it releases the mutex, the magics last;
+    // later holders find a complete one and never fill it again. When an owner dies with the
+    // mutex, the next holder gives no answer, since an entry may be half written, and its release
+    // makes the mutex sound; the block itself is not repaired. An owner that dies while it creates
+    // the block leaves wrong magics, and modules get no answer while any process holds that block.
+
     // The next four are called with the mutex held.
 
-    // The block, opened or created by the first call. Null when there is none, which does not
-    // change any more, or when its magics are wrong.
+    // The block, opened or created by the first call. Null when it cannot be made, when an existing
+    // one is smaller than the layout, which is not tried again, or when its magics are wrong.
     LogCfgBlock* SoundBlock();
     void OpenBlock();
 

@@ -1,4 +1,4 @@
-// Which file is written to: following the configuration, rolling over, opening.
+// Chooses the file to write to: follows the configuration, rolls over, opens.
 #include <algorithm>
 
 #include "dbglog/FileOutput.h"
@@ -25,7 +25,7 @@ DWORD SizeOfPath(const WCHAR* path) {
     return GetFileAttributesExW(path, GetFileExInfoStandard, &data) ? data.nFileSizeLow : 0;
 }
 
-// The same name for every spelling of a path that the file system takes for the same.
+// The same name for every spelling of a path that the file system treats as the same.
 WString FileMutexName(std::basic_string_view<WCHAR> path) {
     WString part(path.substr(0, kMutexNameCapacity - 1));
     std::replace(part.begin(), part.end(), WIDE('\\'), WIDE('/'));
@@ -45,7 +45,7 @@ bool CFileOutput::EnsureFileOpen() {
 }
 
 bool CFileOutput::OpenOrRoll() {
-    // Without an answer the file stays what it is.
+    // Without an answer the file stays the same.
     WCHAR wanted[kLogPathCapacity];
     SetText(wanted, m_szLogFile);
     CLogCfgShared::Instance().GetLogFilePath(m_szConfigName, wanted, m_bIgnoreGlobalFile);
@@ -76,7 +76,7 @@ bool CFileOutput::RollOver() {
     do {
         path = NumberedLogFile(name.base, ++name.number);
         if (path.size() >= kLogPathCapacity) {
-            return false;  // cut, it would be one name for all numbers
+            return false;  // a cut name would be the same for all numbers
         }
     } while (SizeOfPath(path.c_str()) >= g_logRollSize);
     TraceHook(WIDE("[%d:%d] Redirect file from [%s] to [%s]\r\n"), GetCurrentProcessId(),

@@ -42,8 +42,8 @@ bool BeginsWith(WStringView path, WStringView start) {
     return path.size() >= start.size() && EqualNoCase(path.substr(0, start.size()), start);
 }
 
-// The number at the start of the text, blanks in front of it skipped; 0 for no number. The largest
-// and the smallest int stand for what is beyond them.
+// The number at the start of the text, blanks in front of it skipped; 0 for no number. A number out
+// of range gives the largest or the smallest int.
 int LeadingNumber(const WString& text) {
     std::size_t at = std::min(text.find_first_not_of(WIDE(" \t")), text.size());
     const bool negative = at < text.size() && text[at] == '-';

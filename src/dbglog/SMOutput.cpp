@@ -14,7 +14,7 @@ constexpr int kNothing = 0;
 constexpr DWORD kLongestPath = 32768;
 constexpr std::size_t kModuleCapacity = 260;
 
-// Empty when the path of the executable is not to be had.
+// Empty when the path of the executable is unknown.
 WString ExecutableName() {
     WString path(kLongestPath, 0);
     path.resize(GetModuleFileNameW(nullptr, path.data(), kLongestPath));

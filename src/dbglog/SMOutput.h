@@ -12,20 +12,25 @@
 namespace NSDBG {
 
 // Puts every message into the ring of this executable while a viewer watches it, and stops the
-// calling thread at messages that a tool has set breakpoints on. Every message looks anew whether a
-// viewer runs; without one that look is all that a message costs. The viewer makes the presence
-// event, the ring event and the breakpoint table, the library only opens them.
+// calling thread at messages on which a tool has set breakpoints. The viewer makes the presence
+// event, the ring event and the breakpoint table, which the library only opens. The library makes
+// the mutex and the block of the ring; CLogShareMemory describes the two roles.
 //
-// Threads: every operation locks m_csLock for its own length, but a stop at a breakpoint happens
-// outside the lock, so that other threads go on logging. Failures drop the message. The order of
-// the slots and of the fields is fixed.
+// An attachment begins with the first message that finds the presence event and the ring event, and
+// ends with the first message that finds no presence: that one closes everything. Each message
+// tests the presence anew; without a viewer this test is its only cost. A process that logs nothing
+// keeps its attachment and with it the ring event of a viewer that may have ended long ago.
+//
+// Threads: every operation holds m_csLock while it works. A thread stops at a breakpoint outside
+// the lock, so that other threads go on logging. Failures drop the message. The order of the slots
+// and of the fields is fixed.
 class CSMOutput final : public IDBGLogOutput {
 public:
     CSMOutput() = default;
     CSMOutput(const CSMOutput&) = delete;
     CSMOutput& operator=(const CSMOutput&) = delete;
 
-    // Leaves everything as it is when some thread is still in a call. Nobody may come with another
+    // Leaves everything as it is when a thread is still in a call. No call may begin after this
     // one.
     void Release() override;
 

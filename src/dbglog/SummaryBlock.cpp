@@ -18,7 +18,7 @@ struct ProductVersion {
     int update = 0;
 };
 
-// All zero when the executable tells no version.
+// All zero when the executable has no version resource.
 ProductVersion VersionOfExecutable() {
     VS_FIXEDFILEINFO info;
     if (!ReadFileVersion(ModulePath(nullptr), &info)) {

@@ -1,5 +1,9 @@
 // The check stage, which compares each file with the previous listing, and the store stage, which
 // writes the new one.
+//
+// Both return every item to the free queue of its pool, used or not, and leave their loops only at
+// the end of work; WaitExitGenListThread says why. After a failure or a stop, which they find out
+// from the job control with each item, that is all they do.
 
 #include <cstring>
 #include <string>
@@ -59,12 +63,12 @@ int CSyncDetectFileChange::CheckFileChangeThreadImpl() {
                             function);
             return result;
         }
-        // Goes on after a failure: whoever waits for a free item must get it, or the run hangs.
         result = CheckOneItem(item);
     }
 }
 
-// Takes one item through the check and gives it back. What fails is recorded with the control.
+// Takes one item through the check and returns it to its pool. The item goes back as soon as its
+// contents are in a record, before the lookup. Records a failure with the job control.
 int CSyncDetectFileChange::CheckOneItem(stSyncCheckQueueItem* item) {
     ISyncJobControl& control = *m_stContext.pJobControl;
     if (control.IsStopRequested()) {
@@ -115,7 +119,7 @@ int CSyncDetectFileChange::StoreFileThreadImpl() {
         if (item.nType == SYNC_QUEUE_ITEM_EXIT) {
             break;
         }
-        result = StoreOneRecord(item.pRecord);
+        result = StoreOneRecord(item.pRecord);  // copies it, so the buffer is free in any case
         m_freeStoreQueue.Push(item.pRecord);
     }
     g_DbgLogger.Log(1, WIDE("[SYNC]:[%s]:the store changed item thread will exit!"), function);

@@ -60,7 +60,7 @@ int CSyncDetectFileChange::DetectChanges() {
     return 0;
 }
 
-// Runs the threads over all pairs; what a worker recorded is the result.
+// Runs the threads over all pairs. The result is the code that a worker recorded, if any.
 int CSyncDetectFileChange::WalkPairs() {
     const WCHAR* function = WIDE("CSyncDetectFileChange::GenerateSyncList");
     int result = BuildSyncThread();
@@ -112,8 +112,19 @@ int CSyncDetectFileChange::BuildSyncThread() {
     return 0;
 }
 
-// Ends the pipeline from its head. A stage gets its end of work only after the stage in front of it
-// has been joined, so everything queued before is worked off first.
+// Ends the pipeline from its head, in the same way after a complete walk, a failure and a stop.
+//
+// Drain: a failure or a stop is recorded with the job control; nothing wakes the stages. From then
+// on the traverse stage drops the folders that it is given, and check and store return their items
+// to the pools unused. No stage leaves its loop before its end of work: the stage in front of it,
+// or the host in PushSyncPathToQ, could be waiting for an item or a slot that only this stage
+// frees.
+//
+// End: a stage gets its end of work only after the stage in front of it has been joined. So it has
+// taken everything that was queued for it, and no other thread pushes into its queue any more. The
+// end of work for the check stage travels in an item of the pool. Taking that item cannot hang,
+// because the check stage still runs and returns items; it returns this one as well, so the pool is
+// complete for the next run. Stages that were never started or are joined already are skipped.
 int CSyncDetectFileChange::WaitExitGenListThread() {
     const auto isRunning = [](const std::thread* worker) {
         return worker != nullptr && worker->joinable();

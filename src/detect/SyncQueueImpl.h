@@ -10,16 +10,16 @@
 // Waits without limit. See CSyncQueue for why a failure ends the process.
 inline void WaitForQueueObject(HANDLE object) {
     if (WaitForSingleObject(object, INFINITE) != WAIT_OBJECT_0) {
-        g_DbgLogger.Log(1, WIDE("[SYNC]:[%s]:failed to wait for a queue object.EC:[%d]."),
-                        WIDE("CSyncQueue"), GetLastError());
+        LogLastError(WIDE("[SYNC]:[%s]:failed to wait for a queue object.EC:[%d]."),
+                     WIDE("CSyncQueue"));
         std::terminate();
     }
 }
 
 inline void RequireQueueRelease(BOOL released) {
     if (!released) {
-        g_DbgLogger.Log(1, WIDE("[SYNC]:[%s]:failed to release a queue object.EC:[%d]."),
-                        WIDE("CSyncQueue"), GetLastError());
+        LogLastError(WIDE("[SYNC]:[%s]:failed to release a queue object.EC:[%d]."),
+                     WIDE("CSyncQueue"));
         std::terminate();
     }
 }

@@ -44,24 +44,18 @@ const WCHAR* const kFunction = WIDE("CSyncDetectFileChange::TraverseSnapshotFold
 
 // The result of a walk whose search could not be opened.
 int FirstEntryFailed(const WString& pattern) {
-    const DWORD error = GetLastError();
-    if (error == ERROR_FILE_NOT_FOUND) {
-        return 0;
-    }
-    return LogFailure(static_cast<int>(error),
-                      WIDE("[SYNC]:[%s]:failed to find first:[%s].EC:[%d]."), kFunction,
-                      pattern.c_str(), error);
+    return GetLastError() == ERROR_FILE_NOT_FOUND
+               ? 0
+               : LogLastError(WIDE("[SYNC]:[%s]:failed to find first:[%s].EC:[%d]."), kFunction,
+                              pattern.c_str());
 }
 
 // The result of a walk whose search gave no further entry.
 int NextEntryFailed(const WString& pattern) {
-    const DWORD error = GetLastError();
-    if (error == ERROR_NO_MORE_FILES) {
-        return 0;
-    }
-    return LogFailure(static_cast<int>(error),
-                      WIDE("[SYNC]:[%s]:failed to find next:[%s].EC:[%d]."), kFunction,
-                      pattern.c_str(), error);
+    return GetLastError() == ERROR_NO_MORE_FILES
+               ? 0
+               : LogLastError(WIDE("[SYNC]:[%s]:failed to find next:[%s].EC:[%d]."), kFunction,
+                              pattern.c_str());
 }
 
 }  // namespace
@@ -86,7 +80,7 @@ int CSyncDetectFileChange::TraverseFolderThreadImpl() {
             return result;
         }
         if (m_stContext.pJobControl->GetErrorCode() != 0) {
-            continue;  // the run has failed; the remaining pairs are dropped
+            continue;  // takes and drops the remaining pairs: the host waits to queue them
         }
         result = TraverseSnapshotFolder(item.strSnapshotPath, item.nPathIndex, {}, 0);
         if (result != 0) {
@@ -95,6 +89,12 @@ int CSyncDetectFileChange::TraverseFolderThreadImpl() {
     }
 }
 
+// Walks one folder depth-first and queues its files. The search writes each entry straight into an
+// item of the pool, which then goes to the check stage or back to the free queue.
+//
+// The job control is asked once per folder. After a failure or a stop the loop therefore lists the
+// folder that it is in to the end, with every file going through the check stage unused, and the
+// walk ends at the next folder that it enters.
 int CSyncDetectFileChange::TraverseSnapshotFolder(const WString& snapshotFolder, int pathIndex,
                                                   const WString& relativeFolder, int depth) {
     const WString pattern = snapshotFolder + WIDE("*.*");

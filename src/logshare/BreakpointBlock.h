@@ -33,7 +33,7 @@ struct LogBreakpointHit {
 };
 
 struct LogBreakpointTable {
-    DWORD dwCount;  // 0 switches the whole table off
+    DWORD dwCount;  // 0 switches the table off
     LogBreakpoint entries[kBreakpointCount];
     LogBreakpointHit hits[kHitCount];
 };

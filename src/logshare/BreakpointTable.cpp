@@ -10,13 +10,14 @@
 namespace {
 
 constexpr DWORD kToolWaitMs = 1000;
-// A thread comes for its signal within microseconds. Whoever fills the table with hits of threads
-// that never come shall not use up the named objects of the machine.
+// Hit events that are kept for threads that do not wait yet. A thread begins to wait within
+// microseconds; the limit keeps a table full of invented hits from using up the named objects of
+// the machine.
 constexpr std::size_t kMostReleased = 256;
 constexpr DWORD kMarkMagic = 0x4B425746;  // "FWBK"
 
-// The reserved bytes of an entry: who has set it. The process id is there for people; whether the
-// owner lives is told by its event, since a process id may have gone to somebody else.
+// The reserved bytes of an entry: who has set it. The process id is for people; the event shows
+// whether the owner lives, since another process may have got the id.
 struct OwnerMark {
     DWORD dwMagic;
     DWORD dwProcessId;
@@ -47,7 +48,7 @@ bool SameId(const UUID& first, const UUID& second) {
     return std::memcmp(&first, &second, sizeof first) == 0;
 }
 
-// Any order of ids, for looking them up: a hostile table is full of hits.
+// An order of ids for binary searches: a hostile table may be full of hits.
 bool IsBefore(const UUID& first, const UUID& second) {
     return std::memcmp(&first, &second, sizeof first) < 0;
 }
@@ -58,8 +59,8 @@ bool Contains(const std::vector<UUID>& sortedIds, const UUID& wanted) {
 
 }  // namespace
 
-// A library that finds the event looks for the mutex and the block at once and only once, so the
-// event comes last.
+// Makes the event last: a library that finds it opens the mutex and the block at once and does not
+// try again.
 BreakpointTable::BreakpointTable() {
     UUID unique;
     if (UuidCreate(&unique) != 0) {
@@ -87,7 +88,7 @@ BreakpointTable::~BreakpointTable() {
     ReleaseMine();
 }
 
-// The id comes last: until it is there the entry is unused.
+// Writes the id last: until then the entry is unused.
 std::optional<UUID> BreakpointTable::Add(const LogBreakpointWish& wish) {
     UUID id;
     if (!IsOpen() || wish.executable.empty() || wish.executable.size() >= kBreakpointNameCapacity ||
@@ -161,7 +162,7 @@ bool BreakpointTable::ReleaseHit(const LogBreakpointHit& hit) {
         return SameId(candidate.breakpointId, hit.breakpointId) &&
                SameId(candidate.hitId, hit.hitId);
     });
-    // The thread waits for its event alone: it is freed also when somebody emptied its slot.
+    // The thread waits for its event only: it is released even if another process emptied its slot.
     const bool isListed = slot != std::end(hits);
     if (!Signal(hit.hitId, isListed)) {
         return !isListed;
@@ -215,8 +216,8 @@ bool BreakpointTable::IsMine(const LogBreakpoint& entry) const {
     return !IsZero(entry.id) && std::memcmp(entry.reserved, m_mark, sizeof m_mark) == 0;
 }
 
-// Between the entry of a hit and the making of its event the library holds no lock. Whoever stays
-// makes the event in its place and keeps it: the thread finds it signalled. Who leaves cannot.
+// The library makes the event of a hit after it has left the mutex, so the event may be missing. A
+// tool that stays makes it, set, and keeps it for the thread to find; a tool about to end cannot.
 bool BreakpointTable::Signal(const UUID& hitId, bool weStay) {
     const WString name = HitEventName(hitId);
     OwnedHandle event(OpenEventW(EVENT_ALL_ACCESS, FALSE, name.c_str()));

@@ -1,8 +1,8 @@
 // The configuration block that a logging process shares with outside tools. docs/log-config.md
 // shows the layout; little-endian, text UTF-16 and zero-terminated inside its field.
 //
-// Everything in it is read and written only while its mutex is held. Whoever reads must expect
-// missing terminators, wild flags and wrong magics: any account may write here.
+// Everything in it is read and written only while its mutex is held. Readers must expect missing
+// terminators, wild flags and wrong magics: any account may write here.
 #pragma once
 
 #include <cstddef>
@@ -30,8 +30,8 @@ struct LogCfgEntry {
 
 struct LogCfgBlock {
     DWORD dwMagic;
-    WCHAR szLogFile[kLogPathCapacity];  // of the whole process; empty: none
-    int nLevel;                         // of the whole process; -1 none
+    WCHAR szLogFile[kLogPathCapacity];  // of the process; empty: none
+    int nLevel;                         // of the process; -1 none
     LogCfgEntry entries[kLogCfgEntryCount];
     DWORD dwEndMagic;
 };

@@ -1,4 +1,4 @@
-// The lines of a log file put together to messages.
+// Joins the lines of a log file into messages.
 #pragma once
 
 #include <deque>
@@ -17,7 +17,7 @@ struct LogEntry {
     WString lines;         // as the file has them, '\n' between two of them
     LogLineHeader header;  // this and what follows: of a message
     WString text;
-    LogLineTail tail;  // empty when its writer did not come to it
+    LogLineTail tail;  // empty when its writer was killed before it
 };
 
 // Takes lines in file order and gives entries.

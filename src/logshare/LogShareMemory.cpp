@@ -10,7 +10,7 @@
 
 namespace {
 
-// More records than this are never waiting behind a reader whose ring is sound.
+// A larger distance between the two indices counts as damage.
 constexpr std::uint64_t kLargestGap = 1U << 20;
 
 // A block fresh from the system, all zero: makes it an empty ring.
@@ -26,7 +26,7 @@ bool MakeEmpty(HANDLE block) {
     return true;
 }
 
-// Null when the block cannot be had. Called under the ring mutex, so nobody sees it half made.
+// Null when the block cannot be made. Called under the ring mutex, so no process sees it half made.
 HANDLE MakeBlock(const WString& executable) {
     SetLastError(ERROR_SUCCESS);
     OwnedHandle block(CreateSharedBlock(RingBlockName(executable), RingLocalBlockName(executable),
@@ -128,7 +128,7 @@ void CLogShareMemory::PutRecord(const LogRecord& record) {
         }
         const std::uint64_t index = static_cast<std::uint64_t>(ReadOnce(ring->nWriteIndex)) + 1;
         ring->slots[index % kRingSlots] = record;
-        // Behind the record, also for a reader that comes after this process was killed between.
+        // After the record, so that a process killed in between leaves no index without its record.
         std::atomic_ref(ring->nWriteIndex)
             .store(static_cast<LONGLONG>(index), std::memory_order_release);
     }

@@ -1,4 +1,4 @@
-// The ring of one executable name, writing and reading side.
+// The ring of one executable name, writing and reading side. docs/log-ring.md shows its layout.
 #pragma once
 
 #include <list>
@@ -6,8 +6,22 @@
 #include "logshare/LogMessage.h"
 #include "logshare/RingBlock.h"
 
-// Threads: none of its own; the owner serialises the calls on one object. Different objects and
-// processes are kept apart by the ring mutex. The slot order and the order of the fields are fixed.
+// Writer: any process of that name, and only while the ring event exists, which the viewer makes.
+// The first writer makes the mutex and then, holding it, the block with both indices at -1. A
+// record goes into its slot first and is then counted by the write index, which only writers move
+// up. Writers never look at the read index: a slow reader loses the oldest records, and no writer
+// waits for a reader.
+//
+// Reader: opens mutex and block when they exist, copies the records behind the read index and moves
+// that up to the write index. A ring has one reader, since a record is taken only once. Correcting
+// damaged indices is the reader's work, too; LogViewer does it before it reads.
+//
+// A process that dies with the mutex costs the next holder its turn: that one drops its record or
+// reads nothing. A writer killed before it moved the write index leaves nothing behind, because the
+// next record goes into the same slot. The block goes with the last process that holds it open.
+//
+// Threads: the owner of an object serialises the calls on it. The ring mutex serialises different
+// objects and processes. The slot order and the order of the fields are fixed.
 class CLogShareMemory {
 public:
     explicit CLogShareMemory(const WString& executable);
@@ -28,9 +42,9 @@ public:
                        const WCHAR* text);
 
     // Reading side: appends every record behind the read index, in order, and moves the index. The
-    // caller releases the messages. 1 when the ring could be read; 0 when it could not, when it is
-    // empty, and for indices that no ring of ours has: a negative read index below -1, or a gap
-    // over 2^20.
+    // caller releases the messages. 1 when the ring could be read; 0 when it could not, when
+    // nothing was ever written to it, and for a read index below -1 or a gap over 2^20, which count
+    // as damage.
     virtual int Read(std::list<CLogMessage*>* messages);
 
     virtual void PutRecord(const LogRecord& record);

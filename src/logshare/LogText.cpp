@@ -30,7 +30,7 @@ WString FromAnsi(std::string_view bytes) {
 
 }  // namespace
 
-// The mark belongs to no line. A single byte does not tell yet.
+// Skips the mark, which belongs to no line. Needs two bytes to decide, unless the file ends.
 bool LogTextDecoder::DetectEncoding(bool atEnd) {
     if (m_encoding == Encoding::Unknown && (atEnd || m_bytes.size() >= kByteOrderMark.size())) {
         const bool marked = m_bytes.starts_with(kByteOrderMark);
@@ -40,8 +40,8 @@ bool LogTextDecoder::DetectEncoding(bool atEnd) {
     return m_encoding != Encoding::Unknown;
 }
 
-// A whole line end at an odd distance means that the bytes before it are not whole units. No text
-// looks like that: U+0A00 is no character.
+// A complete line end at an odd distance means that the bytes before it end in half a unit. Sound
+// text never looks like that: U+0A00 is no character.
 bool LogTextDecoder::FindUtf16Line(std::string_view left, Extent* extent) const {
     for (std::size_t at = 0; at + 1 < left.size(); at += 2) {
         if (left.compare(at, 2, kLineFeed) == 0) {
@@ -103,7 +103,7 @@ bool LogTextDecoder::NextLine(WString* line) {
 bool LogTextDecoder::Rest(WString* line) {
     DetectEncoding(true);
     if (m_encoding == Encoding::Utf16 && (m_bytes.size() - m_begin) % sizeof(WCHAR) != 0) {
-        m_bytes.pop_back();  // half a unit: what stands before it is worth more
+        m_bytes.pop_back();  // drops half a unit and keeps the text before it
     }
     if (m_begin >= m_bytes.size()) {
         return false;

@@ -10,7 +10,7 @@
 //
 // A file that begins with FF FE is UTF-16LE, any other is in the system's ANSI code page. Memory is
 // bounded: a line of more than kLongestLine units or bytes comes in pieces. After an odd number of
-// bytes, as a killed writer may leave, the line ends tell where units begin.
+// bytes, which a killed writer may leave, the next line end shows where units begin.
 class LogTextDecoder {
 public:
     static constexpr std::size_t kLongestLine = 65536;
@@ -20,8 +20,7 @@ public:
     // The next line, without its end. False when more bytes are needed for one.
     bool NextLine(WString* line);
 
-    // For the end of the file: the line that has no end, without which there is nothing left. False
-    // when there is none.
+    // At the end of the file: the last line, which has no line end. False when there is none.
     bool Rest(WString* line);
 
 private:

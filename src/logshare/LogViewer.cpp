@@ -33,9 +33,11 @@ SharedEvent MakeEvent(const WString& name) {
     return {std::move(handle), existed};
 }
 
-// Moves the read index over records that are overwritten already. How many there were; 0 for
-// indices that no writer leaves, which are put right: what the slots hold is shown again rather
-// than lost. Nothing when all is well.
+// Moves the read index over records that are overwritten already and returns how many there were.
+// Returns 0 after correcting indices that no writer and no reader leaves: a read index out of range
+// goes back to the oldest slot, so that records are shown twice rather than lost; with a write
+// index below -1 the slots say nothing and the ring starts empty. Nothing when there is no loss.
+// Called under the ring mutex by the one watcher of the executable.
 std::optional<std::uint64_t> SkipOverwritten(LogRing& ring) {
     const LONGLONG taken = ReadOnce(ring.nReadIndex);
     const LONGLONG written = ReadOnce(ring.nWriteIndex);
@@ -63,8 +65,8 @@ struct LogViewer::Ring {
     WString name;         // upper case
     OwnedHandle watcher;  // exists while this executable has a watcher
     OwnedHandle event;
-    // A second hold on the mutex and the block of the reader below: losses are counted and records
-    // taken in one piece, under one lock.
+    // Further handles to the mutex and the block of the reader below, so that losses are counted
+    // and records taken under one lock.
     OwnedHandle mutex;
     OwnedHandle block;
     CLogShareMemory reader;
@@ -103,13 +105,14 @@ void LogViewer::Ring::Poll(std::list<CLogMessage*>* messages, std::vector<LogLos
     reader.Read(messages);
 }
 
-// The mark of our own kind comes first: whoever finds the presence finds what explains it.
+// Makes the mark first, so that a tool of this kind that finds the presence finds its mark, too.
 LogViewer::LogViewer() {
     SharedEvent ours = MakeEvent(kOwnPresence);
     SharedEvent presence = MakeEvent(kViewerPresenceEvent);
-    // What looks like a viewer of another kind is looked at again. Writers hold the presence for a
-    // moment with every message, and with it that of a viewer which has just gone; and one of our
-    // own that starts at the same moment may have made the presence, but not the mark.
+    // A presence without a mark may not be that of a viewer of another kind, so test again. With
+    // every message a writer opens the presence for a moment, also that of a viewer which has just
+    // ended; and a tool of this kind that starts at the same moment may have made the presence
+    // after this one made the mark.
     for (int tries = 0; presence.existed && !ours.existed && tries < kPresenceTries; ++tries) {
         presence.handle.reset();
         ours.handle.reset();
@@ -124,8 +127,9 @@ LogViewer::LogViewer() {
 
 LogViewer::~LogViewer() = default;
 
-// A ring event alone tells nothing: an idle writer keeps that of a viewer long gone. It counts when
-// its viewer is a program of another kind, which leaves no mark of its own.
+// The ring event alone does not prove a watcher, because an idle writer keeps the ring event of a
+// viewer that ended long ago. It counts only beside a viewer of another kind, which makes no
+// watcher event.
 LogWatch LogViewer::Watch(const WString& executable) {
     if (Watches(executable)) {
         return LogWatch::Watching;

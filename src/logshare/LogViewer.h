@@ -9,17 +9,17 @@
 #include "logshare/LogMessage.h"
 #include "platform/OwnedHandle.h"
 
-// What came of the wish to watch an executable.
+// The result of LogViewer::Watch.
 enum class LogWatch {
     Watching,
     Taken,   // another viewer watches it already
-    Failed,  // the objects could not be made; the last error tells why
+    Failed,  // the objects could not be made; the last error says why
 };
 
-// Records of one executable that were overwritten before anybody read them.
+// Records of one executable that were overwritten before they were read.
 struct LogLoss {
     WString executable;   // upper case
-    std::uint64_t count;  // 0: the indices were damaged, so nobody knows
+    std::uint64_t count;  // 0: the indices were damaged, so the number is unknown
 };
 
 // The presence of a viewer and the rings that it reads. While an object lives, writers of the
@@ -28,16 +28,16 @@ struct LogLoss {
 // Writers look for the breakpoint table once, when they attach: make a BreakpointTable first, so
 // that breakpoints set later are seen.
 //
-// Threads: one at a time. Everything that is made lets every account in.
+// Threads: one at a time. Every account may open the objects made here.
 class LogViewer {
 public:
-    // Makes the presence known, beside other viewers that may be there already.
+    // Announces a viewer; others may be running already.
     LogViewer();
     ~LogViewer();
     LogViewer(const LogViewer&) = delete;
     LogViewer& operator=(const LogViewer&) = delete;
 
-    // False when the presence could not be made known; the constructor left the last error.
+    // False when the presence event could not be made; the constructor left the last error.
     bool IsPresent() const { return m_presence != nullptr; }
 
     // Watches the executable, named by its file name, from now on. An executable has one watcher:
@@ -64,7 +64,7 @@ public:
 private:
     struct Ring;
 
-    OwnedHandle m_ours;            // tells other tools of this kind that the presence is explained
+    OwnedHandle m_ours;            // marks the presence as that of a tool of this kind
     OwnedHandle m_presence;        // null when it could not be made
     bool m_foreignViewer = false;  // some other program was present when this object was made
     std::vector<std::unique_ptr<Ring>> m_rings;

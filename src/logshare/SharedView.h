@@ -3,8 +3,8 @@
 
 #include "platform/Platform.h"
 
-// A view of a whole block, read and write; empty when the block is smaller than T, as one planted
-// by somebody else may be.
+// A view of a whole block, read and write; empty when the block is smaller than T, as another
+// process may have made it.
 template <typename T>
 class SharedView {
 public:
@@ -26,8 +26,8 @@ private:
     T* m_view;
 };
 
-// The value as it is in shared memory now, read exactly once: what was checked is what is used,
-// whatever a process without manners writes meanwhile.
+// Reads the value in shared memory exactly once, so that the value checked is the value used, even
+// if a process that ignores the lock writes meanwhile.
 template <typename T>
 T ReadOnce(const T& shared) {
     return *static_cast<const volatile T*>(&shared);

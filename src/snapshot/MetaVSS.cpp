@@ -57,6 +57,18 @@ int CMetaVSS::AddMetaFileVol(std::vector<MetaVolVssInfo>& metaVols) {
     return 0;
 }
 
+// The life of a snapshot, in the order that the wrapper requires:
+//
+//   PrepareVssVolume   the volumes of all paths; holds nothing
+//   PrepareVSS         factory, manager, SetInitOption, InitBackup
+//   TakeVssSnapShot    CreateSnapshot, then the records of the manager into the entries
+//   DeleteVssSnapShot  DeleteSnapshot if one was taken, UninitBackup, ReleaseBackupMgr,
+//                      ReleaseFactory
+//
+// A step that fails leaves what the steps before it got, for DeleteVssSnapShot to release: after a
+// failed InitBackup or CreateSnapshot that is the manager and the factory. UninitBackup precedes
+// ReleaseBackupMgr because that names no manager: it releases those that were shut down. The
+// records belong to the manager and go with the snapshot, so TakeOver copies from them.
 int CMetaVSS::CreateSnapshotForMetaVol() {
     if (const int code = PrepareVssVolume()) {
         return code;

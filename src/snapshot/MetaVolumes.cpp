@@ -5,36 +5,22 @@
 
 namespace {
 
-int LogNoVolumePath(const MetaVolVssInfo& meta, DWORD code) {
-    return LogFailure(static_cast<int>(code),
-                      WIDE("GetVolumePathName for meta:[%s] failed. EC:[%d]."),
-                      meta.strMetaPath.c_str(), code);
-}
-
-int LogNotFixed(const MetaVolVssInfo& meta) {
-    return LogFailure(-1, WIDE("The meta path:[%s] can't be snapshot. its drive Type:[%d]."),
-                      meta.strMetaPath.c_str(), meta.nDriveType);
-}
-
-int LogNoVolumeName(const MetaVolVssInfo& meta, DWORD code) {
-    return LogFailure(static_cast<int>(code),
-                      WIDE("GetVolumeNameForVolumeMountPoint for meta:[%s] volume:[%s] failed. "
-                           "EC:[%d]."),
-                      meta.strMetaPath.c_str(), meta.strVolumePath.c_str(), code);
-}
-
 // Fills the entry as far as the calls succeed.
 int ResolveVolume(MetaVolVssInfo& meta, WCHAR (&buffer)[MAX_PATH]) {
     if (!GetVolumePathNameW(meta.strMetaPath.c_str(), buffer, MAX_PATH)) {
-        return LogNoVolumePath(meta, GetLastError());
+        return LogLastError(WIDE("GetVolumePathName for meta:[%s] failed. EC:[%d]."),
+                            meta.strMetaPath.c_str());
     }
     meta.strVolumePath = buffer;
     meta.nDriveType = GetDriveTypeW(meta.strVolumePath.c_str());
     if (meta.nDriveType != DRIVE_FIXED) {
-        return LogNotFixed(meta);
+        return LogFailure(-1, WIDE("The meta path:[%s] can't be snapshot. its drive Type:[%d]."),
+                          meta.strMetaPath.c_str(), meta.nDriveType);
     }
     if (!GetVolumeNameForVolumeMountPointW(meta.strVolumePath.c_str(), buffer, MAX_PATH)) {
-        return LogNoVolumeName(meta, GetLastError());
+        return LogLastError(
+            WIDE("GetVolumeNameForVolumeMountPoint for meta:[%s] volume:[%s] failed. EC:[%d]."),
+            meta.strMetaPath.c_str(), meta.strVolumePath.c_str());
     }
     meta.strVolumeName = buffer;
     return 0;

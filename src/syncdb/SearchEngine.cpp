@@ -63,8 +63,9 @@ int CSyncFileDatabase::LoadBaseRecords() {
     return 0;
 }
 
-// Reads the next chunk of the base file. An end of the records that is not the end of the file, but
-// for a tail cut off, is damage: what lies behind it must not pass for deleted or new.
+// Reads the next chunk of the base file. Records that end before the file does are damage, unless
+// only a cut-off tail follows: the engine would miss the records behind it, and their files would
+// count as new.
 int CSyncFileDatabase::ReadBaseRecords(char* buffer, int& recordCount) {
     std::memset(buffer, 0, sizeof(std::uint32_t));  // what a read of nothing leaves there
     const int result = m_baseDB.ReadRecord(buffer, SYNC_ITEM_CACHE_SIZE, recordCount);

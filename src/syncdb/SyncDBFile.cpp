@@ -39,9 +39,8 @@ CSyncDBFile& CSyncDBFile::operator=(const CSyncDBFile& other) = default;
 CSyncDBFile::~CSyncDBFile() {
     delete[] m_pItemCache;
     if (m_hDBFile != INVALID_HANDLE_VALUE && !CloseHandle(m_hDBFile)) {
-        const DWORD error = GetLastError();
-        g_DbgLogger.Log(1, WIDE("[SYNC]:[%s]:failed to close db file:[%s].EC:[%d]."),
-                        WIDE("CSyncDBFile::~CSyncDBFile"), m_strFileName.c_str(), error);
+        LogLastError(WIDE("[SYNC]:[%s]:failed to close db file:[%s].EC:[%d]."),
+                     WIDE("CSyncDBFile::~CSyncDBFile"), m_strFileName.c_str());
     }
 }
 
@@ -50,18 +49,14 @@ int CSyncDBFile::OpenDBFile(WString path) {
     m_hDBFile = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr,
                             OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (m_hDBFile == INVALID_HANDLE_VALUE) {
-        const DWORD error = GetLastError();
-        return LogFailure(static_cast<int>(error),
-                          WIDE("[SYNC]:[%s]:open file:[%s] failed. EC:[%d]."), function,
-                          path.c_str(), error);
+        return LogLastError(WIDE("[SYNC]:[%s]:open file:[%s] failed. EC:[%d]."), function,
+                            path.c_str());
     }
     m_strFileName = std::move(path);
     LARGE_INTEGER size;
     if (!GetFileSizeEx(m_hDBFile, &size)) {
-        const DWORD error = GetLastError();
-        return LogFailure(static_cast<int>(error),
-                          WIDE("[SYNC]:[%s]:Get File size of [%s] failed.EC:[%d]."), function,
-                          m_strFileName.c_str(), error);
+        return LogLastError(WIDE("[SYNC]:[%s]:Get File size of [%s] failed.EC:[%d]."), function,
+                            m_strFileName.c_str());
     }
     if (size.QuadPart >= SYNC_RECORD_HEADER_SIZE) {
         DWORD bytesRead = 0;
@@ -88,10 +83,8 @@ int CSyncDBFile::OpenDBFileForRead(WString path) {
     }
     LARGE_INTEGER size;
     if (!GetFileSizeEx(m_hDBFile, &size)) {
-        const DWORD error = GetLastError();
-        return LogFailure(static_cast<int>(error),
-                          WIDE("[SYNC]:[%s]:failed to get file:[%s] size.EC:[%d]."), function,
-                          m_strFileName.c_str(), error);
+        return LogLastError(WIDE("[SYNC]:[%s]:failed to get file:[%s] size.EC:[%d]."), function,
+                            m_strFileName.c_str());
     }
     if (size.QuadPart < SYNC_RECORD_HEADER_SIZE) {
         return 0;
@@ -111,26 +104,24 @@ int CSyncDBFile::OpenDBFileForRead(WString path) {
     return 0;
 }
 
-// Opens m_strFileName for reading; an absent file is made, empty.
+// Opens m_strFileName for reading; an absent file is created empty.
 int CSyncDBFile::OpenOrCreateForRead() {
     const WCHAR* function = WIDE("CSyncDBFile::OpenDBFileForRead");
     m_hDBFile = OpenForRead(m_strFileName, OPEN_EXISTING);
     if (m_hDBFile != INVALID_HANDLE_VALUE) {
         return 0;
     }
-    DWORD error = GetLastError();
-    g_DbgLogger.Log(1, WIDE("[SYNC]:[%s]:Open File:[%s] failed.EC:[%d]."), function,
-                    m_strFileName.c_str(), error);
+    const int error = LogLastError(WIDE("[SYNC]:[%s]:Open File:[%s] failed.EC:[%d]."), function,
+                                   m_strFileName.c_str());
     if (error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND) {
-        return static_cast<int>(error);
+        return error;
     }
     m_hDBFile = OpenForRead(m_strFileName, CREATE_NEW);
     if (m_hDBFile != INVALID_HANDLE_VALUE) {
         return 0;
     }
-    error = GetLastError();
-    return LogFailure(static_cast<int>(error), WIDE("[SYNC]:[%s]:Create File:[%s] failed.EC:[%d]."),
-                      function, m_strFileName.c_str(), error);
+    return LogLastError(WIDE("[SYNC]:[%s]:Create File:[%s] failed.EC:[%d]."), function,
+                        m_strFileName.c_str());
 }
 
 // Reads the header of a file whose pointer is at its start: 0 or the Windows error code.
@@ -151,10 +142,8 @@ int CSyncDBFile::CloseDBFile() {
         if (CloseHandle(m_hDBFile)) {
             m_hDBFile = INVALID_HANDLE_VALUE;
         } else {
-            const DWORD error = GetLastError();
-            result = LogFailure(static_cast<int>(error),
-                                WIDE("[SYNC]:[%s]:failed to close file:[%s].EC:[%d]."),
-                                WIDE("CSyncDBFile::CloseDBFile"), m_strFileName.c_str(), error);
+            result = LogLastError(WIDE("[SYNC]:[%s]:failed to close file:[%s].EC:[%d]."),
+                                  WIDE("CSyncDBFile::CloseDBFile"), m_strFileName.c_str());
         }
     }
     m_nCacheUsed = 0;
@@ -171,16 +160,12 @@ int CSyncDBFile::GetHeader(unSyncRecordFileHeader& header) {
 int CSyncDBFile::WriteHeader(unSyncRecordFileHeader& header) {
     const WCHAR* function = WIDE("CSyncDBFile::WriteHeader");
     if (!SeekFromBegin(m_hDBFile, 0)) {
-        const DWORD error = GetLastError();
-        return LogFailure(static_cast<int>(error),
-                          WIDE("[SYNC]:[%s]:failed to seek:[%s] to pos 0. ret:[%d]."), function,
-                          m_strFileName.c_str(), error);
+        return LogLastError(WIDE("[SYNC]:[%s]:failed to seek:[%s] to pos 0. ret:[%d]."), function,
+                            m_strFileName.c_str());
     }
     DWORD written = 0;
     if (!WriteFile(m_hDBFile, header.byRaw, SYNC_RECORD_HEADER_SIZE, &written, nullptr)) {
-        const DWORD error = GetLastError();
-        return LogFailure(static_cast<int>(error),
-                          WIDE("[SYNC]:[%s]:failed to write header.EC:[%d]."), function, error);
+        return LogLastError(WIDE("[SYNC]:[%s]:failed to write header.EC:[%d]."), function);
     }
     if (written < SYNC_RECORD_HEADER_SIZE) {
         return LogFailure(SYNC_EC_FAILED,
@@ -194,18 +179,14 @@ int CSyncDBFile::ReadRecord(char* buffer, int bufferSize, int& recordCount) {
     const WCHAR* function = WIDE("CSyncDBFile::ReadRecord");
     recordCount = 0;
     if (!SeekFromBegin(m_hDBFile, m_nFilePos)) {
-        const DWORD error = GetLastError();
-        return LogFailure(static_cast<int>(error),
-                          WIDE("[SYNC]:[%s]:seek file:[%s] to [%I64d] failed. EC:[%d]."), function,
-                          m_strFileName.c_str(), m_nFilePos, error);
+        return LogLastError(WIDE("[SYNC]:[%s]:seek file:[%s] to [%I64d] failed. EC:[%d]."),
+                            function, m_strFileName.c_str(), m_nFilePos);
     }
     DWORD bytesRead = 0;
     const DWORD wanted = static_cast<DWORD>(std::max(bufferSize, 0));
     if (!ReadFile(m_hDBFile, buffer, wanted, &bytesRead, nullptr)) {
-        const DWORD error = GetLastError();
-        return LogFailure(static_cast<int>(error),
-                          WIDE("[SYNC]:[%s]: read file:[%s] failed, toreadbytes:[%d].EC:[%d]."),
-                          function, m_strFileName.c_str(), bufferSize, error);
+        return LogLastError(WIDE("[SYNC]:[%s]: read file:[%s] failed, toreadbytes:[%d].EC:[%d]."),
+                            function, m_strFileName.c_str(), bufferSize);
     }
     if (m_nFilePos < SYNC_RECORD_HEADER_SIZE) {
         return 0;  // shorter than a header: holds no records
@@ -275,17 +256,13 @@ int CSyncDBFile::WriteItemCache(const WCHAR* function) {
 int CSyncDBFile::AppendRecord(stSynFileDescOnUpload* records, int byteCount, int recordCount) {
     const WCHAR* function = WIDE("CSyncDBFile::AppendRecord");
     if (!SeekFromBegin(m_hDBFile, m_nFilePos)) {
-        const DWORD error = GetLastError();
-        return LogFailure(static_cast<int>(error),
-                          WIDE("[SYNC]:[%s]:failed to seek:[%s] to:[%I64d].ret:[%d]."), function,
-                          m_strFileName.c_str(), m_nFilePos, error);
+        return LogLastError(WIDE("[SYNC]:[%s]:failed to seek:[%s] to:[%I64d].ret:[%d]."), function,
+                            m_strFileName.c_str(), m_nFilePos);
     }
     DWORD written = 0;
     if (!WriteFile(m_hDBFile, records, static_cast<DWORD>(byteCount), &written, nullptr)) {
-        const DWORD error = GetLastError();
-        return LogFailure(static_cast<int>(error),
-                          WIDE("[SYNC]:[%s]:write file:[%s] failed.Bytes2Write:[%d].EC:[%d]."),
-                          function, m_strFileName.c_str(), byteCount, error);
+        return LogLastError(WIDE("[SYNC]:[%s]:write file:[%s] failed.Bytes2Write:[%d].EC:[%d]."),
+                            function, m_strFileName.c_str(), byteCount);
     }
     if (written < static_cast<DWORD>(byteCount)) {
         return LogFailure(
@@ -312,23 +289,19 @@ int CSyncDBFile::FlushDBFile() {
                           result);
     }
     if (!FlushFileBuffers(m_hDBFile)) {
-        const DWORD error = GetLastError();
-        return LogFailure(static_cast<int>(error),
-                          WIDE("[SYNC]:[%s]:failed to flush file. EC:[%d]."), function, error);
+        return LogLastError(WIDE("[SYNC]:[%s]:failed to flush file. EC:[%d]."), function);
     }
     return 0;
 }
 
-// Whether the records really end where ReadRecord counted none, with what it read in buffer. A tail
-// that is cut off is shorter than the longest record and says a length that a record can have; all
-// else is damage that would hide the records behind it.
+// Tells the end of the records from damage where ReadRecord counted none; buffer holds what it
+// read. A cut-off tail is shorter than the longest record and begins with a length that a record
+// can have. Anything else is damage, which would hide the records behind it.
 int CSyncDBFile::RequireEndOfRecords(const char* buffer) {
     LARGE_INTEGER size;
     if (!GetFileSizeEx(m_hDBFile, &size)) {
-        const DWORD error = GetLastError();
-        return LogFailure(static_cast<int>(error),
-                          WIDE("[SYNC]:[%s]:failed to get file:[%s] size.EC:[%d]."),
-                          WIDE("CSyncDBFile::RequireEndOfRecords"), m_strFileName.c_str(), error);
+        return LogLastError(WIDE("[SYNC]:[%s]:failed to get file:[%s] size.EC:[%d]."),
+                            WIDE("CSyncDBFile::RequireEndOfRecords"), m_strFileName.c_str());
     }
     const auto left = size.QuadPart - static_cast<LONGLONG>(m_nFilePos);
     std::uint32_t recordSize;
@@ -338,13 +311,13 @@ int CSyncDBFile::RequireEndOfRecords(const char* buffer) {
     return isEnd ? 0 : RefuseRecord(WIDE("CSyncDBFile::RequireEndOfRecords"), recordSize);
 }
 
-// Starts over with an empty header, as a new object has it. The next open of a file that has one
-// reads that.
+// Resets the header to that of a new object. The next open reads the header of a file that has one.
 void CSyncDBFile::ForgetHeader() {
     m_unHeader = {};
 }
 
-// How many records the file probably holds: what its header says, unless its size denies it.
+// Estimates the number of records: the count in the header, but no more than the size of the file
+// allows.
 std::uint64_t CSyncDBFile::EstimateRecordCount() const {
     LARGE_INTEGER size;
     if (!GetFileSizeEx(m_hDBFile, &size) || size.QuadPart < SYNC_RECORD_HEADER_SIZE) {
@@ -363,10 +336,8 @@ int CSyncDBFile::CutToHeader() {
         (size.QuadPart <= SYNC_RECORD_HEADER_SIZE ||
          (SeekFromBegin(m_hDBFile, SYNC_RECORD_HEADER_SIZE) && SetEndOfFile(m_hDBFile)));
     if (!cut) {
-        const DWORD error = GetLastError();
-        return LogFailure(static_cast<int>(error),
-                          WIDE("[SYNC]:[%s]:failed to cut file:[%s] back to its header.EC:[%d]."),
-                          WIDE("CSyncDBFile::CutToHeader"), m_strFileName.c_str(), error);
+        return LogLastError(WIDE("[SYNC]:[%s]:failed to cut file:[%s] back to its header.EC:[%d]."),
+                            WIDE("CSyncDBFile::CutToHeader"), m_strFileName.c_str());
     }
     return 0;
 }
@@ -380,10 +351,8 @@ int CSyncDBFile::DeleteDBFile(const WString& path) {
         return 0;
     }
     if (!DeleteFileW(path.c_str())) {
-        const DWORD error = GetLastError();
-        return LogFailure(static_cast<int>(error),
-                          WIDE("[SYNC]:[%s]:failed to delete file:[%s].EC:[%d]."), function,
-                          path.c_str(), error);
+        return LogLastError(WIDE("[SYNC]:[%s]:failed to delete file:[%s].EC:[%d]."), function,
+                            path.c_str());
     }
     g_DbgLogger.Log(1, WIDE("[SYNC]:[%s]:succeed to delete file:[%s]."), function, path.c_str());
     return 0;
@@ -392,10 +361,8 @@ int CSyncDBFile::DeleteDBFile(const WString& path) {
 int CSyncDBFile::RenameDBFile(const WString& oldPath, const WString& newPath) {
     const WCHAR* function = WIDE("CSyncDBFile::RenameDBFile");
     if (!MoveFileExW(oldPath.c_str(), newPath.c_str(), MOVEFILE_WRITE_THROUGH)) {
-        const DWORD error = GetLastError();
-        return LogFailure(static_cast<int>(error),
-                          WIDE("[SYNC]:[%s]:failed to rename from:[%s] to [%s].EC:[%d]."), function,
-                          oldPath.c_str(), newPath.c_str(), error);
+        return LogLastError(WIDE("[SYNC]:[%s]:failed to rename from:[%s] to [%s].EC:[%d]."),
+                            function, oldPath.c_str(), newPath.c_str());
     }
     g_DbgLogger.Log(1, WIDE("[SYNC]:[%s]:succeed to rename from:[%s] to [%s]."), function,
                     oldPath.c_str(), newPath.c_str());

@@ -66,7 +66,7 @@ int CSyncFileDatabase::StartWithClosedFiles() {
     return result;
 }
 
-// Nobody who reads a list to its end may meet records of an earlier run behind those of this one.
+// Without this, a reader of a list would find records of an earlier run behind those of this one.
 int CSyncFileDatabase::CutLeftovers() {
     int result = m_syncingDB.CutToHeader();
     if (result != 0) {
@@ -76,10 +76,9 @@ int CSyncFileDatabase::CutLeftovers() {
         const DWORD error = GetLastError();
         return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND
                    ? 0
-                   : LogFailure(static_cast<int>(error),
-                                WIDE("[SYNC]:[%s]:failed to look for file:[%s].EC:[%d]."),
-                                WIDE("CSyncFileDatabase::CutLeftovers"), m_strDeleteDBPath.c_str(),
-                                error);
+                   : LogLastError(WIDE("[SYNC]:[%s]:failed to look for file:[%s].EC:[%d]."),
+                                  WIDE("CSyncFileDatabase::CutLeftovers"),
+                                  m_strDeleteDBPath.c_str());
     }
     result = m_deleteDB.OpenDBFile(m_strDeleteDBPath);
     if (result == 0) {
@@ -107,6 +106,19 @@ int CSyncFileDatabase::FlushDB() {
     return 0;
 }
 
+// The commit has two steps: delete the base file, rename the syncing file onto it. The rename does
+// not replace a file, so the delete comes first. Which files exist tells how far a commit came:
+//
+//   base and syncing   not begun, or the delete failed: the previous listing counts
+//   syncing alone      cut off between the steps, or the rename failed: the new listing is complete
+//                      in the syncing file; a second call finishes, as an absent base counts as
+//                      deleted
+//   base alone         done; a second call finds nothing to do and succeeds
+//
+// Nothing here looks into the files. The caller commits only a listing that was flushed complete,
+// and must not start a run in the second state: InitSyncFileDB would take the absent base for a
+// first run and cut the only listing there is. A rename onto another volume fails after the delete,
+// so the caller keeps both files on one.
 int CSyncFileDatabase::TakeEffectNewSyncDB() {
     const WCHAR* function = WIDE("CSyncFileDatabase::TakeEffectNewSyncDB");
     int result = m_baseDB.CloseDBFile();

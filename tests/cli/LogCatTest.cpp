@@ -123,7 +123,8 @@ TEST_F(LogCatTest, AFailureNamesTheLogOfTheTool) {
     const ToolResult result = Run(std::string("discard ") + kState);
     CloseHandle(reader);
     EXPECT_EQ(result.exitCode, 6);
-    EXPECT_NE(result.err.find("(32): remove the cause and discard again; see \""), std::string::npos)
+    EXPECT_NE(result.err.find("(32): remove the cause and discard again; see \""),
+              std::string::npos)
         << result.err;
     const std::size_t at = result.err.rfind("; see \"") + 7;
     const std::string named = result.err.substr(at, result.err.find('"', at) - at);

@@ -31,7 +31,7 @@ bool TryLock(int folder) {
     return Uninterrupted([&] { return flock(folder, LOCK_EX | LOCK_NB); }) == 0;
 }
 
-// Whoever may read the folder can lock it: waiting has an end.
+// The wait is limited, because any process that may read the folder can lock it.
 bool Lock(int folder) {
     using Clock = std::chrono::steady_clock;
     const Clock::time_point end = Clock::now() + std::chrono::seconds(30);

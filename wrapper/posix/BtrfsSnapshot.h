@@ -8,9 +8,9 @@
 #include "platform/Platform.h"
 #include "platform/posix/Handle.h"
 
-// Owns the snapshot: what was not deleted before goes with the object.
+// Owns the snapshot: the destructor deletes it unless Delete has done so.
 //
-// As long as the object lives its folder is held with flock, so that others can tell it from what a
+// The object holds its folder with flock, which distinguishes a snapshot in use from one that a
 // killed process has left. Making one and looking for leftovers exclude each other, across
 // processes, by flock on the volume's root folder. Codes are those of the system.
 class BtrfsSnapshot {
@@ -39,10 +39,10 @@ private:
     Descriptor m_folder;  // of the snapshot, locked
 };
 
-// The folders of the snapshots in the volume's root folder that carry our tag and that nobody
+// The folders of the snapshots in the volume's root folder that carry our tag and that no process
 // holds. 0 or a code; a volume that has no snapshots of this kind has an empty list.
 int ListLeftovers(const std::string& root, std::vector<std::string>* paths);
 
-// Deletes one of them, given by its folder. ERROR_INVALID_PARAMETER for what is no snapshot of
-// ours, ERROR_SHARING_VIOLATION for one that is in use.
+// Deletes one of them, given by its folder. ERROR_INVALID_PARAMETER for what is not such a
+// snapshot, ERROR_SHARING_VIOLATION for one that is in use.
 int DeleteLeftover(const std::string& path);

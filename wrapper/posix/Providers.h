@@ -6,7 +6,7 @@
 #include "SnapshotProvider.h"
 
 // Read-only snapshots of btrfs subvolumes, deleted with their set. Volumes are taken one after the
-// other: each is a point in time of its own.
+// other: each shows its own point in time.
 std::unique_ptr<SnapshotProvider> NewBtrfsProvider();
 
 // The volumes as they are.

@@ -116,7 +116,7 @@ WString VssBackup::Identifier() const {
     return text;
 }
 
-// Writers hear first that the backup is complete, and that it was broken off where that failed.
+// Tells the writers first that the backup is complete or, when that fails, that it was aborted.
 int VssBackup::Delete(bool force) {
     const ComThread com;
     const int completed = Run(&IVssBackupComponents::BackupComplete);
@@ -130,7 +130,7 @@ int VssBackup::Delete(bool force) {
     return completed != 0 ? completed : deleted;
 }
 
-// A set that is gone already is as good as deleted.
+// A set that is gone already counts as deleted.
 int VssBackup::DeleteCopies(bool force) {
     LONG count = 0;
     VSS_ID kept{};

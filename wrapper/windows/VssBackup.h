@@ -22,8 +22,8 @@ public:
 
     int Open();
 
-    // False when the service says that it cannot copy the volume. A failure to find out counts as
-    // true: Take then tells what is wrong.
+    // False when the service says that it cannot copy the volume. A failed query counts as true:
+    // Take then reports what is wrong.
     bool Supports(WString volume);
 
     // After a failure the object is good for nothing but destruction.
@@ -42,7 +42,7 @@ private:
     int DeleteCopies(bool force);
 
     const VssService m_service;
-    ComProcess m_process;  // goes after what it keeps alive
+    ComProcess m_process;  // destroyed after what it keeps alive
     ComRef<IVssBackupComponents> m_components;
     bool m_underWay = false;  // writers wait to hear how the backup ends
     bool m_created = false;   // the set exists

@@ -37,7 +37,7 @@ bool Unpack(PSECURITY_DESCRIPTOR packed, SECURITY_DESCRIPTOR& descriptor) {
 }
 
 // Writers answer the service by calls into this process, which COM refuses to the service accounts
-// unless told otherwise. The rules are the process's: when the host has set its own, they stay.
+// unless told otherwise. The rules hold for the process; rules that the host has set before stay.
 HRESULT LetWritersCall() {
     PSECURITY_DESCRIPTOR text = nullptr;
     if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(kCallers, SDDL_REVISION_1, &text,

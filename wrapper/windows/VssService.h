@@ -8,7 +8,7 @@
 // Relies on <windows.h> above.
 #include <vsbackup.h>
 
-// What the provider needs of the service, so that another one can stand in its place.
+// What the provider needs of the service, so that tests can replace it.
 struct VssService {
     // A new backup, with one reference for the caller.
     HRESULT (*create)(IVssBackupComponents** components);

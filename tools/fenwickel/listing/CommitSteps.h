@@ -15,8 +15,8 @@ std::uint64_t RequireWholeList(const WString& list, const std::string& remedy);
 // was checked before. Throws Failure with the remedy.
 void RequireDeletedList(const StateFiles& state, const std::string& remedy);
 
-// Throws Failure (Held) when another program has base or syncing open: a commit that has begun cannot
-// be undone.
+// Throws Failure (Held) when another program has base or syncing open: a commit that has begun
+// cannot be undone.
 void RequireUnheld(const StateFiles& state);
 
 // The syncing file becomes the base. Waits for those who read one of them. Throws Failure.

@@ -59,9 +59,9 @@ std::vector<StateRole> Roles(const StateFiles& state);
 // file is taken for absent whose folder just could not be read.
 bool IsGone(const WString& path);
 
-// Who holds the lock of the state: "process 4242", or other words where its id is not known; nothing
-// when the lock is free. Does not take the lock, except for a moment when a killed run's process id
-// stands in it.
+// Who holds the lock of the state: "process 4242", or other words where its id is not known;
+// nothing when the lock is free. Does not take the lock, except for a moment when a killed run's
+// process id stands in it.
 std::optional<std::string> StateHolder(const StateFiles& state);
 
 // What the library's database set wants to know, without a control object.

@@ -59,12 +59,23 @@ const char* SnapshotRemedy(int code) {
 }
 
 // Whether the folder lies on the volume; both with '\' at the end. The system may spell the
-// beginning of a path in another way than we were given it.
+// beginning of a path in another way than the caller did.
 bool IsOn(const WString& folder, const WString& volume) {
     return folder.starts_with(volume) ||
            (folder.size() > volume.size() && folder[volume.size() - 1] == WIDE('\\') &&
             HostSameFile(folder.substr(0, volume.size()), volume));
 }
+
+// While it lives, the calling thread gets its snapshot managers under this policy.
+class PolicyScope {
+public:
+    PolicyScope(bool allowLiveView, std::vector<vsswrapper::VssProviderUse>* uses) {
+        vsswrapper::SetProviderPolicy(allowLiveView, uses);
+    }
+    PolicyScope(const PolicyScope&) = delete;
+    PolicyScope& operator=(const PolicyScope&) = delete;
+    ~PolicyScope() { vsswrapper::SetProviderPolicy(false, nullptr); }
+};
 
 void ReportProblem(const std::string& line) {
     std::fprintf(stderr, "fenwickel: %s\n", line.c_str());
@@ -106,7 +117,6 @@ FolderSnapshot::FolderSnapshot(SnapshotMode mode, const std::vector<WString>& fo
         return;
     }
     m_held = true;
-    vsswrapper::SetProviderPolicy(mode == SnapshotMode::Prefer, &m_uses);
     try {
         Take(mode, library);
     } catch (const Failure& failure) {
@@ -127,6 +137,7 @@ FolderSnapshot::~FolderSnapshot() {
 }
 
 void FolderSnapshot::Take(SnapshotMode mode, const LibraryFailures& library) {
+    const PolicyScope policy(mode == SnapshotMode::Prefer, &m_uses);
     std::vector<MetaVolVssInfo> entries(m_originals.size());
     for (std::size_t i = 0; i < entries.size(); ++i) {
         entries[i].strMetaPath = m_originals[i];
@@ -215,14 +226,13 @@ void FolderSnapshot::ReadAsTheyAre() {
     m_provider = "off";
 }
 
-// Deletes what was taken, as far as that goes. The policy must not outlive m_uses.
+// Deletes what was taken, as far as that goes.
 void FolderSnapshot::GiveBack() {
     m_volumes.DeleteVssSnapShot();
-    vsswrapper::SetProviderPolicy(false, nullptr);
     m_held = false;
 }
 
-// The library does not tell whether it could delete.
+// The library does not report whether it could delete.
 std::uint64_t FolderSnapshot::Release() {
     if (!m_held) {
         return 0;

@@ -44,7 +44,8 @@ public:
     // visible change.
     std::uint64_t Begun() const { return m_begun; }
 
-    // Deletes the snapshot. Returns how many of it are still there, each told on standard error.
+    // Deletes the snapshot. Returns how many of it are still there, each reported on standard
+    // error.
     std::uint64_t Release();
 
 private:
@@ -62,7 +63,7 @@ private:
     std::string m_provider;
     std::string m_note;
     std::uint64_t m_begun = 0;
-    std::vector<vsswrapper::VssProviderUse> m_uses;
+    std::vector<vsswrapper::VssProviderUse> m_uses;  // must outlive the manager in m_volumes
     CMetaVSS m_volumes;
     bool m_held = false;
 };
