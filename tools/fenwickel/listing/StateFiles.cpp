@@ -40,7 +40,9 @@ bool IsRunning(const std::string& id) {
     return error == std::errc() && HostProcessRuns(number);
 }
 
-// The lock passes on to what its holder has started.
+// The lock belongs to the open file, which the holder passes on to the programs that it starts:
+// when the holder is killed, its uploader keeps the lock until it ends, and no second run sends
+// beside it.
 std::string HolderText(const std::string& id) {
     if (id.empty()) {
         return "another process";

@@ -149,6 +149,8 @@ std::string LastFailure(std::vector<WString> messages) {
 
 }  // namespace
 
+LibraryLog::LibraryLog() : LibraryLog(HostStateFolder()) {}
+
 LibraryLog::LibraryLog(const WString& folder) {
     SYSTEMTIME now;
     GetLocalTime(&now);

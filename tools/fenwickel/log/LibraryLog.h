@@ -5,7 +5,6 @@
 #include <string>
 
 #include "report/LibraryFailures.h"
-#include "system/Paths.h"
 
 // Gives the library a log file, fenwickel.Log in the folder, for the life of the process. Without a
 // folder it is the one where this account keeps such things. It does so from outside, by way of the
@@ -14,7 +13,7 @@
 // file the run goes on and messages lack the library's words.
 class LibraryLog final : public LibraryFailures {
 public:
-    LibraryLog() : LibraryLog(HostStateFolder()) {}
+    LibraryLog();
     explicit LibraryLog(const WString& folder);
     LibraryLog(const LibraryLog&) = delete;
     LibraryLog& operator=(const LibraryLog&) = delete;

@@ -97,6 +97,16 @@ WString PlaceOf(const StateSettings& settings, std::size_t index) {
     return folder.substr(folder.find_last_of('\\') + 1);
 }
 
+// Decides for every path, in this order:
+//   in the list of deleted files                      remove it
+//   in the new listing, below a skipped mount         drop its record; remove it if the base has it
+//                                                     or it is unsettled
+//   unchanged and not unsettled                       nothing
+//   new, changed or unsettled, and can be carried     send it
+//   the same, and cannot be carried                   drop its record; remove it if the base has it
+//                                                     or it is unsettled
+//   unsettled, in neither list                        remove it
+// A path that is removed or sent is unsettled until the commit, whatever the decision was due to.
 class Planner {
 public:
     Planner(const PlanInput& input, RunSummary* summary);

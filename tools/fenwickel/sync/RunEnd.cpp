@@ -58,7 +58,12 @@ void RemoveFilesOfOneRun(const StateFolder& state) {
     }
 }
 
-// Where a killed commit was: the base is deleted first, then the new listing takes its name.
+// The library deletes the base, then gives the new listing its name. So a commit that was killed
+// has left one of three states:
+//   base and new listing    nothing has happened: commit
+//   new listing alone       the base is deleted: commit, which renames
+//   base alone              both steps are done; what follows them may be missing
+// Neither file means that something else has deleted them, and the run cannot be finished.
 void CommitWhatIsLeft(const StateFolder& state, const LibraryFailures& library) {
     const StateFiles& files = state.files;
     const std::string run = Quoted(state.File(StateFile::Run));
