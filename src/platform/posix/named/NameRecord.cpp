@@ -138,11 +138,10 @@ SegmentState FindSegment(const NameRecord& record, Segment* segment) {
     return SegmentState::Found;
 }
 
-bool FillNameFile(int file, const ObjectName& name, const NewObject& wanted, mode_t mode,
-                  Segment* segment) {
+bool FillNameFile(int file, const ObjectName& name, const NewObject& wanted, Segment* segment) {
     NameRecord record = NewRecord(name, wanted);
     Segment made;
-    if (!MakeSegment(file, &record, mode, &made)) {
+    if (!MakeSegment(file, &record, wanted.rights, &made)) {
         return false;
     }
     SegmentHeader* const header = made.header();

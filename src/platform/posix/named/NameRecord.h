@@ -16,6 +16,7 @@ struct NewObject {
     std::uint64_t size = 0;    // of a mapping, in bytes
     bool manualReset = false;  // of an event
     bool initial = false;      // an event: set; a mutex: owned by the caller
+    mode_t rights = 0600;      // of the name file and the memory
 };
 
 // The whole content of a name file.
@@ -49,10 +50,8 @@ enum class SegmentState {
 // Attaches the memory that the record names.
 SegmentState FindSegment(const NameRecord& record, Segment* segment);
 
-// Makes the memory of a new object, with the rights that the mode gives, and writes the record.
-// False sets errno.
-bool FillNameFile(int file, const ObjectName& name, const NewObject& wanted, mode_t mode,
-                  Segment* segment);
+// Makes the memory of a new object and writes the record. False sets errno.
+bool FillNameFile(int file, const ObjectName& name, const NewObject& wanted, Segment* segment);
 
 // A number that nobody can guess. False sets errno.
 bool MakeRandom(std::uint64_t* number);

@@ -1,11 +1,12 @@
-// Clearing away what killed processes left of their named objects.
+#include "platform/posix/named/NameSweep.h"
+
 #include <dirent.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <memory>
 
-#include "platform/posix/named/NamedObject.h"
+#include "platform/posix/named/NameRecord.h"
 
 namespace {
 
@@ -44,18 +45,18 @@ void SweepFile(const char* path) {
 
 }  // namespace
 
-void SweepNameFiles() {
-    const std::unique_ptr<DIR, CloseFolder> folder(opendir(ObjectFolder()));
+void SweepNameFiles(const char* folder) {
+    const std::unique_ptr<DIR, CloseFolder> listing(opendir(folder));
     int files = 0;
-    for (int entries = 0; folder != nullptr && entries < kMostEntries; ++entries) {
-        const dirent* const entry = readdir(folder.get());
+    for (int entries = 0; listing != nullptr && entries < kMostEntries; ++entries) {
+        const dirent* const entry = readdir(listing.get());
         if (entry == nullptr || files == kMostFiles) {
             return;
         }
         if (IsNameFile(entry->d_name)) {
             ++files;
             char path[kObjectPathCapacity + sizeof entry->d_name];
-            std::snprintf(path, sizeof path, "%s%s", ObjectFolder(), entry->d_name);
+            std::snprintf(path, sizeof path, "%s%s", folder, entry->d_name);
             SweepFile(path);
         }
     }

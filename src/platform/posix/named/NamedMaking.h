@@ -1,23 +1,35 @@
 // Connecting to named objects and making them, by their name files.
 //
-// The caller holds the file's lock and has seen to it that no other thread of the process is at
-// work on the name. What succeeds fills in the object's kind, memory and file and gives up the
-// lock.
+// The caller holds the file's lock and sees to it that no other thread of the process works on the
+// name. What succeeds takes over the file and gives up its lock.
 #pragma once
 
-#include "platform/posix/named/NamedObject.h"
+#include "platform/posix/named/NameRecord.h"
 
 enum class Step {
     Done,
-    Again,   // somebody has made or ended the object meanwhile
+    Again,   // another process has made or ended the object meanwhile
     Failed,  // with the last error set
 };
 
-// Connects to the object that the file stands for. False sets the last error, to
-// ERROR_FILE_NOT_FOUND when the file is a leftover.
-bool JoinObject(const ObjectName& name, NamedKind kind, NameFile* file, NamedObject* object);
+// What connects this process to an object.
+struct Connection {
+    NamedKind kind = NamedKind::Mutex;
+    bool manualReset = false;
+    Descriptor file{};  // the name file; its flock is the mutex
+    Segment segment;
+};
 
-// Connects to the object, or makes it with these rights when its file is missing or a leftover.
-// *made tells which, once it is done.
-Step JoinOrMake(FileState state, const ObjectName& name, const NewObject& wanted, mode_t mode,
-                NameFile* file, NamedObject* object, bool* made);
+struct Connecting {
+    Step step = Step::Failed;
+    bool made = false;        // when done: whether the object is new
+    Connection connection{};  // when done
+};
+
+// Connects to the object that the file stands for. Done or Failed, with ERROR_FILE_NOT_FOUND when
+// the file is a leftover.
+Connecting JoinObject(const ObjectName& name, NamedKind kind, NameFile* file);
+
+// Connects to the object, or makes it when the file is missing (that is, not open) or a leftover.
+// A new mutex that is wanted owned is locked for this process, not yet for one of its threads.
+Connecting JoinOrMake(const ObjectName& name, const NewObject& wanted, NameFile* file);

@@ -5,17 +5,13 @@
 #pragma once
 
 #include "platform/posix/ThreadLock.h"
-#include "platform/posix/named/NameRecord.h"
+#include "platform/posix/named/NamedMaking.h"
 
 // This process's share of an object.
-struct NamedObject {
-    NamedKind kind = NamedKind::Mutex;
-    bool manualReset = false;
+struct NamedObject : Connection {
     bool local = false;
     WCHAR text[kObjectNameCapacity]{};  // the name without its prefix
     char path[kObjectPathCapacity]{};
-    Descriptor file;  // the name file; its flock is the mutex
-    Segment segment;
     ThreadLock lock;  // of a mutex: between the threads of this process
 
     // Under the lock of the table.
@@ -52,8 +48,7 @@ HANDLE HandleOf(NamedUse use) {
 
 // Opens the object, or makes it when there is none. Sets the last error to 0 when it was made, to
 // ERROR_ALREADY_EXISTS when it was there; else nothing is given back.
-NamedUse CreateNamed(const WCHAR* name, const NewObject& wanted,
-                     const SECURITY_ATTRIBUTES* security);
+NamedUse CreateNamed(const WCHAR* name, NewObject wanted, const SECURITY_ATTRIBUTES* security);
 
 // Opens an object that exists. inherit must be FALSE.
 NamedUse OpenNamed(const WCHAR* name, NamedKind kind, BOOL inherit);
@@ -67,7 +62,3 @@ NamedUse TakeView(const void* address);
 HANDLE CreateNamedMutex(const SECURITY_ATTRIBUTES* security, bool owned, const WCHAR* name);
 HANDLE CreateNamedEvent(const SECURITY_ATTRIBUTES* security, bool manualReset, bool set,
                         const WCHAR* name);
-
-// Removes the name files, and the memory, that killed processes left, as far as this account may;
-// looks at a limited number of files and never waits.
-void SweepNameFiles();
