@@ -44,12 +44,12 @@ protected:
     }
     ~CliFixture() override { std::filesystem::current_path(m_before); }
 
-    ToolResult Run(const std::string& arguments) const {
+    ToolResult Run(const std::string& arguments, const char* program = FENWICKEL_TOOL) const {
         const auto out = m_outputs / "out";
         const auto err = m_outputs / "err";
         std::vector<std::string> command = Words(arguments);
         command.insert(command.begin(),
-                       std::filesystem::absolute(FENWICKEL_TOOL).make_preferred().string());
+                       std::filesystem::absolute(program).make_preferred().string());
         HostChild tool =
             HostChild::Start(command, {.output = WidePath(out), .errors = WidePath(err)});
         EXPECT_TRUE(tool) << command[0] << " does not start";

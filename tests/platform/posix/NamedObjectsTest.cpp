@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <csignal>
 #include <functional>
+#include <set>
 
 #include "../NamedObjects.h"
 #include "platform/posix/named/NameFile.h"
@@ -60,6 +61,41 @@ TEST(NamedObjects, NothingIsLeftOfTheKilled) {
     for (const char* const name : {"mutex", "event", "block", "other"}) {
         EXPECT_EQ(CountFiles(FileOf(prefix + name)), 0) << name;
     }
+}
+
+// Writes where its objects are, then makes one. Its exit code tells whether another is there.
+const TestRole placeRole("named-place", [](const std::vector<std::string>& arguments) {
+    WriteBytes(arguments[0], ObjectFolder());
+    const Owned made = Create(Event, Wide(arguments[1] + "own"));
+    return Open(Event, Wide(arguments[1] + "parent")) ? 1 : 0;
+});
+
+TEST(NamedObjects, EveryTestProgramHasItsOwn) {
+    const TempFolder folder;
+    const std::string prefix = UniquePrefix();
+    const Owned event = Create(Event, Wide(prefix + "parent"));
+    const auto start = [&](const char* name) {
+        return HostChild::Start(RoleCommand("named-place", {(folder / name).string(), prefix}));
+    };
+    EXPECT_EQ(start("child").Wait(kLimit), 1);
+    EXPECT_EQ(ReadBytes(folder / "child"), ObjectFolder());
+
+    // Not this program's children any more. The first is killed before its memory is marked.
+    unsetenv("FENWICKEL_OBJECTS");
+    setenv("FENWICKEL_FAULT", "SharedSegment:1:kill", 1);
+    HostChild killed = start("killed");
+    unsetenv("FENWICKEL_FAULT");
+    EXPECT_EQ(killed.Wait(kLimit), 137);
+    EXPECT_EQ(start("next").Wait(kLimit), 0);
+    setenv("FENWICKEL_OBJECTS", ObjectFolder(), 1);
+
+    const std::set<std::string> places = {ObjectFolder(), ReadBytes(folder / "killed"),
+                                          ReadBytes(folder / "next")};
+    EXPECT_EQ(places.size(), 3U);
+    for (const std::string& place : places) {
+        EXPECT_EQ(fs::exists(place), place == ObjectFolder()) << place;
+    }
+    EXPECT_EQ(CountSegmentsOf(killed.Id()), 0);
 }
 
 TEST(NamedObjects, DamagedRecordsAreRefused) {
