@@ -73,7 +73,8 @@ NameRecord NewRecord(const ObjectName& name, const NewObject& wanted) {
     return record;
 }
 
-// The key goes into the file first: whoever finds this process killed in between finds the memory.
+// The key goes into the file first: if this process is killed in between, the next sweep finds the
+// memory by it.
 bool MakeSegment(int file, NameRecord* record, mode_t mode, Segment* segment) {
     for (int attempt = 0; attempt < kMostKeys; ++attempt) {
         std::uint64_t random = 0;

@@ -10,7 +10,7 @@
 
 namespace {
 
-// Bounds on what one sweep costs, however full somebody has made the folder.
+// Bounds on what one sweep costs, however many files the folder holds.
 constexpr int kMostEntries = 4096;
 constexpr int kMostFiles = 256;
 
@@ -25,7 +25,7 @@ bool MayRemove(const char* path) {
            (account == 0 || status.st_uid == account);
 }
 
-// A file that somebody is making, finding or ending right now is locked and stays.
+// A file is locked, and stays, while its object is being made, joined or ended.
 void SweepFile(const char* path) {
     NameFile file;
     NameRecord record;

@@ -95,8 +95,8 @@ public:
         return chosen;
     }
 
-    // Gives the file its final name in one step: one that keeps a second name for a killed maker
-    // cannot be used again by another account. 0 or an errno.
+    // Gives the file its final name in one step: if a killed maker left it a second name, another
+    // account could not use it again. 0 or an errno.
     int Publish(const char* path) {
         const int error = RenameNoReplace(m_path, path);
         m_published = error == 0;

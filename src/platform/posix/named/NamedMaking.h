@@ -1,7 +1,18 @@
 // Connecting to named objects and making them, by their name files.
 //
-// The caller holds the file's lock and sees to it that no other thread of the process works on the
-// name. What succeeds takes over the file and gives up its lock.
+// The caller holds the file's lock and makes sure that no other thread of the process works on the
+// name. A function that succeeds takes over the file and gives up its lock.
+//
+// An object is a name file and a segment. To make it, a process
+//   1. creates a file under a temporary name and locks it: sweeps then pass it by,
+//   2. writes a record with a new segment key, makes the segment under that key, attaches it and
+//      marks it for removal, which frees the key; the segment lives until its last holder ends,
+//   3. fills the segment's header and writes the record again, now with the segment's number,
+//   4. renames the file to its final name, without replacing another, and unlocks it.
+// To join it, a process locks the file, reads the record and attaches the segment. The segment must
+// agree with the record, be marked for removal and have another holder, or the file is a leftover.
+// A process that makes the object removes a leftover and begins with step 1. Where it may not
+// remove the file, it does steps 2 and 3 in it.
 #pragma once
 
 #include "platform/posix/named/NameRecord.h"

@@ -11,12 +11,12 @@
 
 namespace {
 
-// Each further attempt means that somebody made or ended the object in between.
+// An attempt fails only if another process makes or ends the object meanwhile.
 constexpr int kMostCreations = 100;
 constexpr mode_t kForEveryone = 0666;
 constexpr mode_t kForOwner = 0600;
 
-// The named objects that this process has open. Nobody waits for a name file while holding the
+// The named objects that this process has open. No thread waits for a name file while it holds the
 // lock, so that a name that another account blocks does not stop work with the others.
 constinit std::mutex tableLock;
 constinit NamedObject* table = nullptr;
@@ -131,7 +131,7 @@ NamedUse JoinExisting(const ObjectName& name, NamedKind kind, NameFile* file) {
 void Leave(NamedObject* object) {
     const int file = object->file.get();
     struct stat status;
-    // Whoever does not get the lock leaves the file to the next sweep.
+    // Without the lock the file stays for the next sweep.
     if (LockNameFile(file, LockWay::Alone)) {
         if (object->segment.Holders() == 1 && IsNamed(object->path, file, &status)) {
             unlink(object->path);

@@ -1,7 +1,14 @@
 // Objects with names: shared between processes, and by all handles to one name in this process.
 //
 // A named object exists as long as some process holds a handle or a view, however its processes
-// end. CONTRACT.md says how it stands in the system. Any thread may call any function here.
+// end. NamedMaking.h says how a process makes or joins it. Any thread may call any function here.
+//
+// A process has one NamedObject per name, which all its handles and views use. When the last use
+// ends, the process takes the object out of the table, locks the name file exclusively, removes the
+// file if no other process is attached to the segment and the path still names this file, detaches
+// and unlocks. If another process keeps the lock for a second, the file stays for the sweep.
+// The system frees the segment with its last holder, however that ends; a killed process leaves the
+// file to the sweep.
 #pragma once
 
 #include "platform/posix/ThreadLock.h"
@@ -47,7 +54,7 @@ HANDLE HandleOf(NamedUse use) {
 }
 
 // Opens the object, or makes it when there is none. Sets the last error to 0 when it was made, to
-// ERROR_ALREADY_EXISTS when it was there; else nothing is given back.
+// ERROR_ALREADY_EXISTS when it was there. An empty use sets the last error.
 NamedUse CreateNamed(const WCHAR* name, NewObject wanted, const SECURITY_ATTRIBUTES* security);
 
 // Opens an object that exists. inherit must be FALSE.
