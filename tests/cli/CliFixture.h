@@ -31,7 +31,7 @@ class CliFixture : public testing::Test {
 protected:
     CliFixture() {
         std::filesystem::current_path(m_work.path());
-        // The tool's own log does not mix with that of the user.
+        // Keeps the tool's log apart from that of the user.
         const WString state = Wide(m_outputs.path().string());
         SetEnvironmentVariableW(WIDE("XDG_STATE_HOME"), state.c_str());
         SetEnvironmentVariableW(WIDE("LOCALAPPDATA"), state.c_str());
@@ -70,8 +70,8 @@ protected:
     std::string ToolLog() const { return (m_outputs / "fenwickel/fenwickel.Log").string(); }
 
 private:
-    // A word that holds blanks, or nothing, stands in quotes of either kind. A shell between us and
-    // the tool would double the time of each run under Wine.
+    // A word that holds blanks or is empty stands in quotes of either kind. Starting the tool by a
+    // shell would double the time of each run under Wine.
     static std::vector<std::string> Words(const std::string& line) {
         std::vector<std::string> words;
         std::istringstream rest(line);

@@ -142,7 +142,7 @@ TEST(NamedObjects, WhatIsPlantedDoesNoHarm) {
         fs::remove(FileOf(name));
     }
     EXPECT_EQ(ReadBytes(target), "precious");
-    // Somebody holds the lock that orders making and finding.
+    // Another holder has the lock that orders making and finding.
     const std::string name = UniquePrefix();
     NameFile held;
     EXPECT_TRUE(MakeNameFile(FileOf(name).c_str(), &held));
@@ -190,7 +190,7 @@ TEST(NamedObjects, AccountsShareWhatIsForEverybody) {
         return Open(Event, Wide(prefix + "event")) && block == ERROR_ACCESS_DENIED ? 0 : 1;
     };
     EXPECT_EQ(AsAccount(54321, use), 0);
-    // None closes what it makes, so that the file of the first stays for the next.
+    // No child closes what it makes, so that the file of the first stays for the next.
     const auto make = [&] {
         const Owned& made = *new Owned(Create(Event, Wide(prefix + "left")));
         return made && GetLastError() == ERROR_SUCCESS ? 0 : 1;

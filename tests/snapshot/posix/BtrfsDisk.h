@@ -31,7 +31,7 @@ public:
     BtrfsDisk(const BtrfsDisk&) = delete;
     BtrfsDisk& operator=(const BtrfsDisk&) = delete;
 
-    // False where such a disk is not to be had.
+    // False where such a disk cannot be made.
     bool IsReady() const { return m_ready; }
 
     // Its root folder.
