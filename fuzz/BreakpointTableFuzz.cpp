@@ -1,5 +1,5 @@
-// A breakpoint table that somebody has damaged: a thread either passes or gets a hit slot that was
-// free, and the tool's side can be used.
+// A damaged breakpoint table: a thread either passes or gets a hit slot that was free, and the tool
+// can still use the table.
 #include "Overwrite.h"
 #include "dbglog/Breakpoints.h"
 #include "logshare/BreakpointTable.h"

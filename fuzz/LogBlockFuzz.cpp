@@ -1,5 +1,5 @@
-// A configuration block that somebody has damaged: answers stay bounded and terminated, and a block
-// without its magic is left alone.
+// A damaged configuration block: answers stay bounded and terminated, and a block without its magic
+// is left alone.
 #include "Overwrite.h"
 #include "dbglog/LogCfgShared.h"
 #include "logshare/NamedLock.h"

@@ -1,5 +1,5 @@
-// A ring that somebody has damaged: the reader takes what its indices allow and nothing for wild
-// ones, fields end where they should, and the writer stays inside.
+// A damaged ring: the reader takes what its indices allow and nothing for wild ones, fields end
+// where they should, and the writer stays inside.
 #include "Overwrite.h"
 #include "logshare/LogShareMemory.h"
 #include "logshare/NamedLock.h"

@@ -35,7 +35,7 @@ int main(int argc, char** argv) {
     }
     testing::InitGoogleTest(&argc, argv);
     const int result = RUN_ALL_TESTS();
-    // Without this line the program did not reach its end, whatever its exit code says.
+    // A program that does not print this line has crashed, whatever its exit code is.
     std::printf("fenwickel tests: done, exit %d\n", result);
     return result;
 }

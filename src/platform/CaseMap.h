@@ -1,4 +1,4 @@
-// Letter case of one UTF-16 unit; the part of Text.h that only the system's own tables know.
+// Letter case of one UTF-16 unit, from the tables of the system.
 #pragma once
 
 #include "fenwickel/Types.h"

@@ -1,10 +1,10 @@
-// What a log folder gets beyond its existence. Systems without access lists and compression have
-// nothing to do here.
+// Access rights and compression of a log folder. Does nothing on systems that have no access lists
+// and no compression of folders.
 #pragma once
 
 #include "fenwickel/Types.h"
 
-// Sees to it that the local service account may read, write, execute and delete in the folder and
+// Lets the local service account read, write, execute and delete in the folder and
 // in what is made in it later. Each failing system call prints one line to standard output. False
 // when the right could not be given.
 bool GrantLocalServiceAccess(const WCHAR* folder);

@@ -14,8 +14,8 @@
 // terminated. A conversion that is not understood is copied as it stands and ends the formatting.
 // Returns the number of units written without the terminator.
 //
-// The compiler's wide printf cannot serve: on one system %s is a narrow string there, and on the
-// other a cut text stays without a terminator.
+// The compiler's wide printf does not serve: on one system it takes %s for a narrow string, and on
+// the other it leaves a cut text without a terminator.
 std::size_t WideFormatV(WCHAR* buffer, std::size_t capacity, const WCHAR* format,
                         std::va_list arguments);
 std::size_t WideFormat(WCHAR* buffer, std::size_t capacity, const WCHAR* format, ...);

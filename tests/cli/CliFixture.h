@@ -31,7 +31,7 @@ class CliFixture : public testing::Test {
 protected:
     CliFixture() {
         std::filesystem::current_path(m_work.path());
-        // The tool's own log does not mix with that of the user.
+        // Keeps the tool's log apart from that of the user.
         const WString state = Wide(m_outputs.path().string());
         SetEnvironmentVariableW(WIDE("XDG_STATE_HOME"), state.c_str());
         SetEnvironmentVariableW(WIDE("LOCALAPPDATA"), state.c_str());
@@ -44,12 +44,12 @@ protected:
     }
     ~CliFixture() override { std::filesystem::current_path(m_before); }
 
-    ToolResult Run(const std::string& arguments) const {
+    ToolResult Run(const std::string& arguments, const char* program = FENWICKEL_TOOL) const {
         const auto out = m_outputs / "out";
         const auto err = m_outputs / "err";
         std::vector<std::string> command = Words(arguments);
         command.insert(command.begin(),
-                       std::filesystem::absolute(FENWICKEL_TOOL).make_preferred().string());
+                       std::filesystem::absolute(program).make_preferred().string());
         HostChild tool =
             HostChild::Start(command, {.output = WidePath(out), .errors = WidePath(err)});
         EXPECT_TRUE(tool) << command[0] << " does not start";
@@ -70,8 +70,8 @@ protected:
     std::string ToolLog() const { return (m_outputs / "fenwickel/fenwickel.Log").string(); }
 
 private:
-    // A word that holds blanks, or nothing, stands in quotes of either kind. A shell between us and
-    // the tool would double the time of each run under Wine.
+    // A word that holds blanks or is empty stands in quotes of either kind. Starting the tool by a
+    // shell would double the time of each run under Wine.
     static std::vector<std::string> Words(const std::string& line) {
         std::vector<std::string> words;
         std::istringstream rest(line);

@@ -66,7 +66,7 @@ TEST_F(DamagedFilesTest, LeftoversOfAPowerLossAreDiscarded) {
     }
 }
 
-TEST_F(DamagedFilesTest, FilesOfSomebodyElseAreLeftAlone) {
+TEST_F(DamagedFilesTest, FilesOfOtherProgramsAreLeftAlone) {
     const std::pair<const char*, const char*> cases[] = {
         {"detect tree ", "s/s"}, {"detect tree ", "s/d"}, {"detect tree ", "s/b.lock"},
         {"discard ", "s/s"},     {"discard ", "s/d"},     {"discard ", "s/b.lock"},
@@ -91,7 +91,7 @@ TEST_F(DamagedFilesTest, FilesOfSomebodyElseAreLeftAlone) {
     }
 }
 
-TEST_F(DamagedFilesTest, DumpTellsAStatusNobodyKnowsByItsNumber) {
+TEST_F(DamagedFilesTest, DumpPrintsTheNumberOfAnUnknownStatus) {
     WriteBytes("s/b", FileBytes({{"a", 3}}));
     EXPECT_NE(Run("dump s/b").out.find("\n3  "), std::string::npos);
     EXPECT_EQ(Run("dump --json --status new,deleted s/b").out, "");

@@ -10,8 +10,8 @@
 
 #include "CliFixture.h"
 #include "TestRoles.h"
-#include "ViewerTurn.h"
 #include "dbglog/DbgLogger.h"
+#include "platform/OwnedHandle.h"
 #include "system/Child.h"
 #include "system/Processes.h"
 
@@ -63,7 +63,6 @@ struct LoggingHost {
         return WaitForSingleObject(done, milliseconds) == WAIT_OBJECT_0;
     }
 
-    const ViewerTurn turn;
     const std::string name;  // of the executable, in upper case
     const std::filesystem::path program;
     const OwnedHandle goA = TestEvent(name + "a"), doneA = TestEvent(name + "adone");
@@ -80,7 +79,7 @@ struct RunningTool {
         dup2(file, 1);
         dup2(file, 2);
         std::vector<std::string> command = {
-            std::filesystem::absolute(FENWICKEL_TOOL).make_preferred().string(), "log"};
+            std::filesystem::absolute(FENWICKEL_LOG_TOOL).make_preferred().string(), "log"};
         command.insert(command.end(), arguments.begin(), arguments.end());
         child = HostChild::Start(command);
         dup2(before[0], 1);

@@ -85,7 +85,7 @@ std::size_t MessagesIn(const std::string& bytes, std::size_t piece) {
     return messages;
 }
 
-// Wherever a writer is killed, what the others write behind it is found.
+// log cat finds what other writers append to a line that a killed writer has cut anywhere.
 TEST_F(LogCatTest, EveryWholeLineBehindAFragmentIsFound) {
     for (const std::string& whole : {Utf16(kTwo), kTwo}) {
         const std::string next = whole.substr(whole[0] == '\xFF' ? 2 : 0);

@@ -21,6 +21,10 @@ protected:
         std::filesystem::remove(m_host.program.parent_path() / "Logs" / (m_host.name + ".Log"));
     }
 
+    ToolResult RunLog(const std::string& arguments) const {
+        return Run("log " + arguments, FENWICKEL_LOG_TOOL);
+    }
+
     LoggingHost m_host{"c", 1};
     const std::string m_pid = " " + std::to_string(m_host.child.Id()) + " ";
 };
@@ -47,23 +51,23 @@ TEST_F(LogConfigTest, TheNextMessageObeys) {
     ASSERT_TRUE((m_host.Ask('b'), m_host.HasLogged('b')));  // now it has set up its log
     for (const auto& step : steps) {
         const std::size_t before[] = {Messages("s/one.Log"), Messages("s/two")};
-        const ToolResult changed = Run("log " + step.change);
+        const ToolResult changed = RunLog(step.change);
         EXPECT_EQ(changed.exitCode, 0) << changed.err;
         m_host.Ask('b');
         ASSERT_TRUE(m_host.HasLogged('b'));
         EXPECT_EQ(Messages("s/one.Log") - before[0], step.file == "s/one.Log") << step.change;
         EXPECT_EQ(Messages("s/two") - before[1], step.file == "s/two") << step.change;
-        const ToolResult shown = Run("log show" + m_pid);
+        const ToolResult shown = RunLog("show" + m_pid);
         EXPECT_NE(shown.out.find(step.shown), std::string::npos) << step.change << shown.out;
     }
-    EXPECT_NE(Run("log show --json" + m_pid).out.find("\"follows_process_file\":true"),
+    EXPECT_NE(RunLog("show --json" + m_pid).out.find("\"follows_process_file\":true"),
               std::string::npos);
 }
 
 TEST_F(LogConfigTest, OddBlocksAreToldOf) {
     ASSERT_TRUE((m_host.Ask('b'), m_host.HasLogged('b')));
     const DWORD id = m_host.child.Id();
-    EXPECT_NE(Run("log level --module x" + m_pid + "1").err.find("choose from " + m_host.name),
+    EXPECT_NE(RunLog("level --module x" + m_pid + "1").err.find("choose from " + m_host.name),
               std::string::npos);
     const OwnedHandle mapping(OpenSharedBlock(LogCfgBlockName(id), LogCfgLocalBlockName(id)));
     const SharedView<LogCfgBlock> block(mapping.get());
@@ -71,10 +75,10 @@ TEST_F(LogConfigTest, OddBlocksAreToldOf) {
     std::fill_n(block->entries[0].szModuleName, kModuleNameCapacity, WIDE('w'));
     std::fill_n(block->entries[0].szLogFile, kLogPathCapacity, WIDE('w'));
     block->entries[0].dwFlags = 0xDEADBEEC;
-    EXPECT_EQ(Run("log show" + m_pid).exitCode, 0);
+    EXPECT_EQ(RunLog("show" + m_pid).exitCode, 0);
     block->dwEndMagic = 0;
     for (const std::string& command : {"show" + m_pid, "level" + m_pid + "1"}) {
-        const ToolResult result = Run("log " + command);
+        const ToolResult result = RunLog(command);
         EXPECT_EQ(result.exitCode, 1) << command;
         EXPECT_NE(result.err.find("is damaged"), std::string::npos) << result.err;
     }

@@ -6,10 +6,10 @@
 #include <utility>
 
 #include "TestSupport.h"
-#include "ViewerTurn.h"
 #include "dbglog/SMOutput.h"
 #include "logshare/BreakpointTable.h"
 #include "logshare/LogViewer.h"
+#include "platform/OwnedHandle.h"
 #include "system/Processes.h"
 
 namespace {
@@ -22,7 +22,6 @@ struct Breakpoints : testing::Test {
         return NSDBG::EnterHit(*handles, WIDE("HOST.EXE"), message);
     }
 
-    ViewerTurn turn;
     BreakpointTable table;
     std::unique_ptr<NSDBG::BreakpointHandles> handles = NSDBG::BreakpointHandles::Open();
     SharedView<LogBreakpointTable> raw{handles->hMapping};

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <sstream>
 
 #include "TestSupport.h"
@@ -52,6 +53,9 @@ Ended RunFaulty(const std::filesystem::path& folder, std::vector<std::string> ar
     const std::string home = root + "home";
     std::vector<std::string> environment = {"XDG_STATE_HOME=" + home, "TMPDIR=" + root,
                                             "ASAN_OPTIONS=detect_leaks=0"};
+    if (const char* const objects = std::getenv("FENWICKEL_OBJECTS"); objects != nullptr) {
+        environment.push_back(std::string("FENWICKEL_OBJECTS=") + objects);
+    }
     if (!fault.empty()) {
         environment.push_back("FENWICKEL_FAULT=" + fault);
     }

@@ -14,7 +14,7 @@ struct Ended {
     std::string err;
 };
 
-// Runs a command; the folder takes its log, its temporary files and what it says. The fault may be
+// Runs a command; its log, temporary files, trace and messages go into the folder. The fault may be
 // empty; calls are traced when tracing.
 Ended RunFaulty(const std::filesystem::path& folder, std::vector<std::string> arguments,
                 const std::string& fault = "", bool tracing = false);

@@ -60,7 +60,7 @@ struct Point {
     bool IsClose() const {
         return function.ends_with("CloseHandle") || function.ends_with("FindClose");
     }
-    // A failure of the log is nobody's but its own.
+    // A failure of the log does not change the result of the command.
     bool IsOfLog() const { return IsLogFunction(function); }
     bool HindersDeletion() const {
         return function == "DeleteFileW" || function == "PathFileExistsW" || IsClose();
@@ -97,7 +97,7 @@ Laboratory::Laboratory() {
     EXPECT_EQ(m_sandbox.Run("detect").exitCode, 0);
     const State pending = m_sandbox.Read();
     EXPECT_EQ(AnswerOf(pending), kOldKnown);
-    // What an earlier run left; read as this run's answer it would be wrong in every way.
+    // The listings of an earlier run: no record of them is right for this one.
     State leftover = committed;
     leftover["syncing"] = FileBytes({{.path = "never"}, {.path = "there"}});
     leftover["deleted"] = FileBytes({{.path = "same", .status = SYNC_ITEM_DELETED}});
@@ -123,7 +123,7 @@ std::vector<long long> CallsOfLogToTry(std::size_t role, long long calls) {
                      : std::vector<long long>();
 }
 
-// Giving a mutex back that one owns does not fail. If it did, the log's (the tool takes it first,
+// Releasing a mutex by its owner does not fail. If it did, the log's (the tool takes it first,
 // to name its file) would be gone for the other threads, and each message would wait for its
 // limits.
 bool KeepsTheMutexOfTheLog(const std::string& function, long long n, const std::string& mode) {

@@ -1,4 +1,4 @@
-// Kills a whole synchronisation at every call of the layer; the next one must put all right.
+// Kills a whole synchronisation at every call of the layer; the next one must repair what is left.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -16,8 +16,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Removes from the copy, or copies with times, what the list names: each by a program of its own,
-// since one that has just made a folder takes the next file for new, too.
+// Removes from the copy, or copies with times, what the list names. A new program does each, since
+// one that has just made a folder takes the next file for new, too.
 constexpr const char* kUploader = R"sh(#!/bin/sh
 cd "$(dirname "$0")" || exit 1
 case $1 in

@@ -112,7 +112,7 @@ TEST(ContractFiles, SharingAsTheHolderAllows) {
     EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
 }
 
-TEST(ContractFiles, ReplacesWhatNobodyHolds) {
+TEST(ContractFiles, ReplacesFilesWithoutAHolder) {
     const TempFolder folder;
     const WString f = folder.wide("f");
     const WString g = folder.wide("g");

@@ -28,7 +28,8 @@ int Hold(const std::vector<std::string>& arguments) {
 }
 const TestRole holdRole("named-hold", Hold);
 
-// Makes the same objects as others do at the same time: counts in each who has it and who made it.
+// Makes the same objects as other processes do at the same time. Counts in each its holders and
+// its makers.
 std::vector<Owned> MakeAll(const std::string& prefix) {
     std::vector<Owned> made;
     for (int i = 0; i < kRaces; ++i) {
@@ -47,7 +48,7 @@ int Race(const std::vector<std::string>& arguments) {
 }
 const TestRole raceRole("named-race", Race);
 
-TEST(ContractNamed, ExistsOnceAndOnlyWhileSomebodyHoldsIt) {
+TEST(ContractNamed, ExistsOnceAndOnlyWhileItIsHeld) {
     for (const Kind kind : {Mutex, Event, Mapping}) {
         const Kind other = kind == Event ? Mapping : Event;
         for (const char* const name : {"Global\\fenwickel-one", "Local\\fenwickel-one"}) {
@@ -72,7 +73,7 @@ TEST(ContractNamed, MutexIsRecursiveThroughEveryHandle) {
     EXPECT_EQ(WaitForSingleObject(second.get(), 0), WAIT_OBJECT_0);
     for (const Owned* const handle : {&first, &second}) {
         std::thread([&] {
-            // Only who makes it can be its first owner.
+            // Only the call that makes it can take it at once.
             const Owned third(CreateMutexW(nullptr, TRUE, name.c_str()));
             EXPECT_FALSE(ReleaseMutex(third.get()));
             EXPECT_EQ(GetLastError(), DWORD{ERROR_NOT_OWNER});

@@ -260,3 +260,12 @@ void FaultHandleOpened() {
 void FaultHandleClosed() {
     openHandles.fetch_sub(1, std::memory_order_relaxed);
 }
+
+const char* FaultObjectFolder(std::size_t longest) {
+    const char* const folder = std::getenv("FENWICKEL_OBJECTS");
+    if (folder != nullptr &&
+        (!std::string_view(folder).ends_with('/') || std::string_view(folder).size() > longest)) {
+        std::abort();  // a test that silently used the usual folder would disturb other programs
+    }
+    return folder;
+}

@@ -62,7 +62,7 @@ int WideCharToMultiByte(UINT codePage, DWORD flags, const WCHAR* text, int unitC
         !MeasureText(codePage, flags, text, &unitCount, capacity)) {
         return 0;
     }
-    // Every text can be converted, so nothing could stand in for what cannot.
+    // Every text can be converted, so a default character would have no use.
     if (defaultChar != nullptr || usedDefaultChar != nullptr) {
         return Fail(ERROR_INVALID_PARAMETER);
     }

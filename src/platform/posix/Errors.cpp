@@ -78,7 +78,7 @@ DWORD OpenError(int error, bool parentExists) {
             return ERROR_PATH_NOT_FOUND;
         case EEXIST:
             return ERROR_FILE_EXISTS;
-        case ENXIO:  // a socket, or a pipe that nobody reads
+        case ENXIO:  // a socket, or a pipe without a reader
         case ENODEV:
             return ERROR_ACCESS_DENIED;
         default:

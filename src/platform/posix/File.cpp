@@ -48,7 +48,7 @@ bool PlanAccess(DWORD access, OpenPlan* plan) {
 }
 
 bool PlanSharing(DWORD access, DWORD share, OpenPlan* plan) {
-    // Deleting never needs the holder's leave here, as long as it holds no lock.
+    // A file that is open without a lock can be deleted here in any case.
     if ((share & ~FILE_SHARE_DELETE) == (FILE_SHARE_READ | FILE_SHARE_WRITE)) {
         return true;
     }
@@ -74,7 +74,7 @@ Descriptor OpenForAll(const std::string& path, const OpenPlan& plan) {
     constexpr mode_t kEveryone = 0666;
     Descriptor made = OpenLocked(path, plan.flags | O_EXCL, plan.lockOperation, plan.regularOnly);
     if (made) {
-        // Where a file system has no modes, the file is as open as it can be.
+        // Not a failure: some file systems have no modes.
         static_cast<void>(fchmod(made.get(), kEveryone));
         return made;
     }

@@ -8,7 +8,7 @@
 
 namespace {
 
-// Somebody would have to replace the file this often in the moments between open and lock.
+// Each attempt fails only if another process replaces the file between open and lock.
 constexpr int kMostAttempts = 100;
 constexpr mode_t kNewFileMode = 0666;  // less the process's umask
 
@@ -33,7 +33,7 @@ LockOutcome CheckAndLock(int file, const std::string& path, int lockOperation, b
         return LockFailed(ERROR_ACCESS_DENIED);
     }
     if (!regular) {
-        // A reader of a pipe may be slow without the writer losing anything.
+        // A write to a pipe waits for a slow reader; it must not fail.
         return fcntl(file, F_SETFL, fcntl(file, F_GETFL) & ~O_NONBLOCK) == 0
                    ? LockOutcome::Done
                    : LockFailed(TransferError(errno));

@@ -13,8 +13,8 @@
 
 namespace {
 
-// Makes a change of names in the path's folder durable. Its failure is not told: the change holds,
-// and a caller could not take it back.
+// Makes a change of names in the path's folder durable. It reports no failure: the change holds,
+// and a caller could not undo it.
 void SyncParentFolder(const std::string& path) {
     const std::size_t slash = path.find_last_of('/');
     const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
@@ -24,7 +24,7 @@ void SyncParentFolder(const std::string& path) {
     }
 }
 
-// Claims the file that path names for removal or renaming: nobody else has it open in a sharing
+// Claims the file that path names for removal or renaming: no other handle is open in a sharing
 // mode. A link, pipe or socket is claimed without a lock. False, with the last error set, when the
 // name is missing, a folder, or in use.
 bool ClaimName(const std::string& path, Descriptor* claim) {

@@ -18,7 +18,7 @@ constexpr std::size_t kBufferBytes = 32768;
 constexpr unsigned kStatMask = STATX_TYPE | STATX_SIZE | STATX_ATIME | STATX_MTIME | STATX_BTIME;
 constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK;
 
-// Everything but the name. A folder has neither size nor times: nobody asks for them, and they
+// Everything but the name. A folder has neither size nor times: no caller asks for them, and they
 // would cost a statx each.
 void FillFolder(WIN32_FIND_DATAW* data) {
     data->dwFileAttributes = FILE_ATTRIBUTE_DIRECTORY;

@@ -58,7 +58,7 @@ void GetNativeSystemInfo(SYSTEM_INFO* information) {
     information->dwNumberOfProcessors = static_cast<DWORD>(sysconf(_SC_NPROCESSORS_ONLN));
 }
 
-// Programs of another width are not told anything else.
+// A program of another width gets the same answer.
 void GetSystemInfo(SYSTEM_INFO* information) {
     GetNativeSystemInfo(information);
 }

@@ -28,7 +28,7 @@ void ForgetIds() {
     threadId = 0;
 }
 
-// False when the system does not watch: then nothing may be kept.
+// False when the system cannot run it after fork: then the numbers must not be kept.
 bool ForksAreWatched() {
     static constinit std::once_flag once;
     static constinit bool watched = false;

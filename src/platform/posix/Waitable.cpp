@@ -48,7 +48,7 @@ void ThreadWait::WakeSleepers() {
     if (m_sleepers.load(std::memory_order_seq_cst) == 0) {
         return;
     }
-    // Whoever counted itself a sleeper either sees the change or is inside wait once we hold this.
+    // A thread that has counted itself a sleeper sees the change, or waits once we hold this.
     const std::lock_guard guard(m_mutex);
     m_wakeUp.notify_all();
 }

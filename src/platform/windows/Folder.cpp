@@ -102,7 +102,8 @@ bool GrantLocalServiceAccess(const WCHAR* folder) {
     WString path = folder;  // the calls want it writable
     AccessList list = ReadAccessList(path.data());
     if (list.code != ERROR_SUCCESS) {
-        // Once more: adding without the existing entries would take everybody else's rights away.
+        // Read again: a list without the existing entries would remove the rights of all other
+        // accounts.
         list = ReadAccessList(path.data());
     }
     if (list.code != ERROR_SUCCESS) {

@@ -1,4 +1,4 @@
-// Signals end log watch and log break, and nobody stays stopped.
+// Signals end log watch and log break, and no thread stays stopped.
 #include <csignal>
 
 #include "../LiveLog.h"

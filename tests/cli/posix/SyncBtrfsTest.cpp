@@ -141,7 +141,7 @@ TEST_F(SyncBtrfs, WhatAKilledRunLeavesIsFoundAndDeleted) {
     }
 }
 
-// Where no snapshot is available: what a run that requires one says, and what one that only
+// Where no snapshot can be taken: what a run that requires one says, and what one that only
 // prefers one reads.
 TEST_F(SyncBtrfs, WithoutASnapshot) {
     fs::create_directory("memory");

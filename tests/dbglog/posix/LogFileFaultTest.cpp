@@ -4,12 +4,12 @@
 
 #include "LogFileFixture.h"
 #include "TestRoles.h"
-#include "ViewerTurn.h"
 #include "dbglog/SMOutput.h"
 #include "logshare/LogViewer.h"
 #include "logshare/NamedLock.h"
 #include "logshare/SharedText.h"
 #include "platform/FaultPoint.h"
+#include "platform/OwnedHandle.h"
 #include "posix/RegistryFixture.h"
 #include "system/Child.h"
 #include "system/Processes.h"
@@ -65,7 +65,6 @@ TEST_F(LogFileTest, AFailedCallCostsAtMostItsMessage) {
 }
 
 TEST(SMOutput, UnloadDoesNotWaitForAThreadThatWaitsForTheRing) {
-    const ViewerTurn turn;
     LogViewer viewer;
     const WString own = WidePath(std::filesystem::path(HostOwnProgram()).filename());
     ASSERT_TRUE(viewer.LetAttach(own));

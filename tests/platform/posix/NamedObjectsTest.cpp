@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <csignal>
 #include <functional>
+#include <set>
 
 #include "../NamedObjects.h"
 #include "platform/posix/named/NameFile.h"
@@ -62,6 +63,41 @@ TEST(NamedObjects, NothingIsLeftOfTheKilled) {
     }
 }
 
+// Writes where its objects are, then makes one. Its exit code tells whether another is there.
+const TestRole placeRole("named-place", [](const std::vector<std::string>& arguments) {
+    WriteBytes(arguments[0], ObjectFolder());
+    const Owned made = Create(Event, Wide(arguments[1] + "own"));
+    return Open(Event, Wide(arguments[1] + "parent")) ? 1 : 0;
+});
+
+TEST(NamedObjects, EveryTestProgramHasItsOwn) {
+    const TempFolder folder;
+    const std::string prefix = UniquePrefix();
+    const Owned event = Create(Event, Wide(prefix + "parent"));
+    const auto start = [&](const char* name) {
+        return HostChild::Start(RoleCommand("named-place", {(folder / name).string(), prefix}));
+    };
+    EXPECT_EQ(start("child").Wait(kLimit), 1);
+    EXPECT_EQ(ReadBytes(folder / "child"), ObjectFolder());
+
+    // Not this program's children any more. The first is killed before its memory is marked.
+    unsetenv("FENWICKEL_OBJECTS");
+    setenv("FENWICKEL_FAULT", "SharedSegment:1:kill", 1);
+    HostChild killed = start("killed");
+    unsetenv("FENWICKEL_FAULT");
+    EXPECT_EQ(killed.Wait(kLimit), 137);
+    EXPECT_EQ(start("next").Wait(kLimit), 0);
+    setenv("FENWICKEL_OBJECTS", ObjectFolder(), 1);
+
+    const std::set<std::string> places = {ObjectFolder(), ReadBytes(folder / "killed"),
+                                          ReadBytes(folder / "next")};
+    EXPECT_EQ(places.size(), 3U);
+    for (const std::string& place : places) {
+        EXPECT_EQ(fs::exists(place), place == ObjectFolder()) << place;
+    }
+    EXPECT_EQ(CountSegmentsOf(killed.Id()), 0);
+}
+
 TEST(NamedObjects, DamagedRecordsAreRefused) {
     const std::string prefix = UniquePrefix();
     const HostChild holder = StartHolder(prefix);
@@ -106,7 +142,7 @@ TEST(NamedObjects, WhatIsPlantedDoesNoHarm) {
         fs::remove(FileOf(name));
     }
     EXPECT_EQ(ReadBytes(target), "precious");
-    // Somebody holds the lock that orders making and finding.
+    // Another holder has the lock that orders making and finding.
     const std::string name = UniquePrefix();
     NameFile held;
     EXPECT_TRUE(MakeNameFile(FileOf(name).c_str(), &held));
@@ -154,7 +190,7 @@ TEST(NamedObjects, AccountsShareWhatIsForEverybody) {
         return Open(Event, Wide(prefix + "event")) && block == ERROR_ACCESS_DENIED ? 0 : 1;
     };
     EXPECT_EQ(AsAccount(54321, use), 0);
-    // None closes what it makes, so that the file of the first stays for the next.
+    // No child closes what it makes, so that the file of the first stays for the next.
     const auto make = [&] {
         const Owned& made = *new Owned(Create(Event, Wide(prefix + "left")));
         return made && GetLastError() == ERROR_SUCCESS ? 0 : 1;

@@ -24,7 +24,7 @@ HANDLE OpenRecords(const WString& path) {
                        OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
-// Gives up root's rights while it lives; false where the rights of files mean nothing all the same.
+// Gives up root's rights while it lives; false where the process keeps them.
 class Unprivileged {
 public:
     Unprivileged() { m_dropped = geteuid() == 0 && seteuid(65534) == 0; }

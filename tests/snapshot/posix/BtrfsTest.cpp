@@ -151,7 +151,8 @@ TEST_F(Btrfs, DisksThatRefuse) {
     ASSERT_TRUE(Shell("mount -o remount,ro " + Disk().string()));
     EXPECT_EQ(Snapshot(folder).code, 19);
     ASSERT_TRUE(Shell("mount -o remount,rw " + Disk().string()));
-    ASSERT_EQ(chown(Disk().c_str(), 65534, 65534), 0);  // who may take one and not delete it
+    ASSERT_EQ(chown(Disk().c_str(), 65534, 65534),
+              0);  // an account that may take one but not delete it
     ASSERT_EQ(seteuid(65534), 0);
     const int unprivileged = Snapshot(folder).code;
     ASSERT_EQ(seteuid(0), 0);

@@ -108,7 +108,7 @@ std::unique_ptr<SnapshotProvider> Provider() {
 
 constexpr HRESULT kTimeout = static_cast<HRESULT>(0x800705B4);
 
-// A set that is not deleted goes as well.
+// A set that the program does not delete goes as well.
 TEST(Vss, EveryFailureIsToldAndLeavesNothingBehind) {
     const Calls steps = {"create", "initialize", "context", "state", "gather",
                          "start",  "add",        "prepare", "do",    "properties"};

@@ -1,6 +1,8 @@
 // Fault points of test builds: every function of the layer asks here before it does its work.
 #pragma once
 
+#include <cstddef>
+
 #include "fenwickel/Types.h"
 
 // Counts a call of the named function. True when the armed fault makes this call fail; the calling
@@ -49,3 +51,8 @@ long long FaultOpenHandles();
 // Count one opened or closed handle; called by the layer itself.
 void FaultHandleOpened();
 void FaultHandleClosed();
+
+// The folder that holds this process's named objects instead of the usual one, with a closing '/',
+// as the environment variable FENWICKEL_OBJECTS names it; null without the variable. Ends the
+// process when the path is longer than that or has no '/' at its end.
+const char* FaultObjectFolder(std::size_t longest);

@@ -11,13 +11,13 @@ namespace {
 
 constexpr long kFirstPauseNs = 20'000;
 constexpr long kLongestPauseNs = 1'000'000;
-// Holders need microseconds; only one that was stopped, or that means harm, holds it longer.
+// A holder needs microseconds, unless it is stopped or blocks the name on purpose.
 constexpr long kLongestWaitNs = 1'000'000'000;
-// Somebody would have to replace the file this often in the moments between open and lock.
+// Each attempt fails only if another process replaces the file between open and lock.
 constexpr int kMostOpenings = 100;
 
 int Control(int file, short type) {
-    // Of the sort that belongs to the descriptor, not to the process. Nobody locks the content.
+    // Of the sort that belongs to the descriptor, not to the process.
     struct flock lock {};
     lock.l_type = type;
     lock.l_whence = SEEK_SET;
@@ -31,7 +31,7 @@ FileState Refuse(DWORD code) {
     return FileState::Refused;
 }
 
-// What somebody put there that is no file, or that this account may not open.
+// By default it is not a file, or one that this account may not open.
 FileState OpenFailed(int error) {
     switch (error) {
         case ENOENT:
@@ -109,7 +109,8 @@ bool MakeNameFile(const char* path, NameFile* made) {
         fstat(made->file.get(), &made->status) != 0) {
         return false;
     }
-    // Without its name nobody would find what this process leaves if it is killed from here on.
+    // A file that a sweep has removed must not be used: after a kill, no sweep would find its
+    // memory.
     errno = EAGAIN;
     return made->status.st_nlink != 0;
 }

@@ -6,8 +6,8 @@
 #include "platform/posix/Handle.h"
 
 // An open name file under its protocol lock, which orders making, finding and giving up of an
-// object. It is apart from flock, which is the mutex of the name. It ends here, also when another
-// thread has meanwhile forked a child, which has the descriptor, too.
+// object. It is apart from flock, which is the mutex of the name. The destructor gives it up, also
+// when another thread has meanwhile forked a child, which has the descriptor, too.
 struct NameFile {
     NameFile() = default;
     ~NameFile();
@@ -22,18 +22,18 @@ enum class FileState { Opened, Missing, Refused };
 enum class LockWay {
     Shared,  // for finding
     Alone,   // for making and giving up
-    AtOnce,  // alone, or not at all when somebody holds it
+    AtOnce,  // alone, without waiting for another holder
 };
 
 // Opens what the path names and locks it. Refused sets the last error to ERROR_ACCESS_DENIED for
-// links, for anything but a regular file, and when the lock is not to be had within a second.
+// links, for anything but a regular file, and when another process keeps the lock for a second.
 FileState OpenNameFile(const char* path, LockWay way, NameFile* opened);
 
-// A new file at the path for its owner alone, locked alone. False sets errno, to EAGAIN when
-// somebody who sweeps came between.
+// A new file at the path for its owner alone, locked alone. False sets errno, to EAGAIN when the
+// sweep of another process holds the lock or has removed the file.
 bool MakeNameFile(const char* path, NameFile* made);
 
-// The lock once more, to give the object up. False when it is not to be had in time.
+// The lock once more, to give the object up. False when another process keeps it for a second.
 bool LockNameFile(int file, LockWay way);
 void UnlockNameFile(int file);
 

@@ -73,7 +73,8 @@ NameRecord NewRecord(const ObjectName& name, const NewObject& wanted) {
     return record;
 }
 
-// The key goes into the file first: whoever finds this process killed in between finds the memory.
+// The key goes into the file first: if this process is killed in between, the next sweep finds the
+// memory by it.
 bool MakeSegment(int file, NameRecord* record, mode_t mode, Segment* segment) {
     for (int attempt = 0; attempt < kMostKeys; ++attempt) {
         std::uint64_t random = 0;
@@ -138,11 +139,10 @@ SegmentState FindSegment(const NameRecord& record, Segment* segment) {
     return SegmentState::Found;
 }
 
-bool FillNameFile(int file, const ObjectName& name, const NewObject& wanted, mode_t mode,
-                  Segment* segment) {
+bool FillNameFile(int file, const ObjectName& name, const NewObject& wanted, Segment* segment) {
     NameRecord record = NewRecord(name, wanted);
     Segment made;
-    if (!MakeSegment(file, &record, mode, &made)) {
+    if (!MakeSegment(file, &record, wanted.rights, &made)) {
         return false;
     }
     SegmentHeader* const header = made.header();

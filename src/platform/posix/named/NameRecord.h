@@ -1,7 +1,7 @@
 // What stands in a name file, and the memory that it leads to.
 //
-// Every account may write the files of objects that are for everybody, and leftovers of killed
-// processes lie about, so a record counts only when the memory that it names says the same.
+// Every account may write the files of objects that are open to all, and killed processes leave
+// files behind. So a record counts only when the memory that it names holds the same values.
 #pragma once
 
 #include "platform/posix/named/NameFile.h"
@@ -16,6 +16,7 @@ struct NewObject {
     std::uint64_t size = 0;    // of a mapping, in bytes
     bool manualReset = false;  // of an event
     bool initial = false;      // an event: set; a mutex: owned by the caller
+    mode_t rights = 0600;      // of the name file and the memory
 };
 
 // The whole content of a name file.
@@ -42,17 +43,15 @@ bool IsRecordOf(const NameRecord& record, const ObjectName& name);
 
 enum class SegmentState {
     Found,
-    Gone,     // or another, or held by nobody but the caller: the record is a leftover
+    Gone,     // or another, or with no holder but the caller: the record is a leftover
     Unknown,  // with errno: it may well live, but this process cannot attach it
 };
 
 // Attaches the memory that the record names.
 SegmentState FindSegment(const NameRecord& record, Segment* segment);
 
-// Makes the memory of a new object, with the rights that the mode gives, and writes the record.
-// False sets errno.
-bool FillNameFile(int file, const ObjectName& name, const NewObject& wanted, mode_t mode,
-                  Segment* segment);
+// Makes the memory of a new object and writes the record. False sets errno.
+bool FillNameFile(int file, const ObjectName& name, const NewObject& wanted, Segment* segment);
 
-// A number that nobody can guess. False sets errno.
+// A number that cannot be guessed. False sets errno.
 bool MakeRandom(std::uint64_t* number);

@@ -1,15 +1,16 @@
-// Clearing away what killed processes left of their named objects.
+#include "platform/posix/named/NameSweep.h"
+
 #include <dirent.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <memory>
 
-#include "platform/posix/named/NamedObject.h"
+#include "platform/posix/named/NameRecord.h"
 
 namespace {
 
-// Bounds on what one sweep costs, however full somebody has made the folder.
+// Bounds on what one sweep costs, however many files the folder holds.
 constexpr int kMostEntries = 4096;
 constexpr int kMostFiles = 256;
 
@@ -24,7 +25,7 @@ bool MayRemove(const char* path) {
            (account == 0 || status.st_uid == account);
 }
 
-// A file that somebody is making, finding or ending right now is locked and stays.
+// A file is locked, and stays, while its object is being made, joined or ended.
 void SweepFile(const char* path) {
     NameFile file;
     NameRecord record;
@@ -44,18 +45,18 @@ void SweepFile(const char* path) {
 
 }  // namespace
 
-void SweepNameFiles() {
-    const std::unique_ptr<DIR, CloseFolder> folder(opendir(ObjectFolder()));
+void SweepNameFiles(const char* folder) {
+    const std::unique_ptr<DIR, CloseFolder> listing(opendir(folder));
     int files = 0;
-    for (int entries = 0; folder != nullptr && entries < kMostEntries; ++entries) {
-        const dirent* const entry = readdir(folder.get());
+    for (int entries = 0; listing != nullptr && entries < kMostEntries; ++entries) {
+        const dirent* const entry = readdir(listing.get());
         if (entry == nullptr || files == kMostFiles) {
             return;
         }
         if (IsNameFile(entry->d_name)) {
             ++files;
             char path[kObjectPathCapacity + sizeof entry->d_name];
-            std::snprintf(path, sizeof path, "%s%s", ObjectFolder(), entry->d_name);
+            std::snprintf(path, sizeof path, "%s%s", folder, entry->d_name);
             SweepFile(path);
         }
     }

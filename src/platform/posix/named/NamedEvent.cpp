@@ -15,7 +15,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::nanoseconds;
 
-// Whoever sets an event may be killed before it wakes the sleepers, so they look by themselves.
+// The process that sets an event may be killed before it wakes the sleepers, so they also poll.
 constexpr nanoseconds kLongestSleep = std::chrono::milliseconds(100);
 
 class NamedEvent final : public EventObject {

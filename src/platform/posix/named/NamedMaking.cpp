@@ -11,12 +11,16 @@ namespace {
 
 constexpr mode_t kRightsMask = 0777;
 
-Step Failed(DWORD code) {
+Connecting Failed(DWORD code) {
     SetLastError(code);
-    return Step::Failed;
+    return {};
 }
 
-Step MakingFailed(int error) {
+Connecting TryAgain() {
+    return {Step::Again};
+}
+
+Connecting MakingFailed(int error) {
     switch (error) {
         case ENOSYS:  // a system without this sort of memory
         case EINVAL:  // or with a lower limit
@@ -46,41 +50,37 @@ Contents Examine(const NameFile& file) {
     return found;
 }
 
+// Takes over the file, whose lock it gives up, and its memory.
+Connecting Done(bool made, NamedKind kind, bool manualReset, NameFile* file, Segment segment) {
+    UnlockNameFile(file->file.get());
+    return {Step::Done, made,
+            Connection{kind, manualReset, std::move(file->file), std::move(segment)}};
+}
+
 // Connects to a live object. Done or Failed.
-Step Join(Contents found, const ObjectName& name, NamedKind kind, NameFile* file,
-          NamedObject* object) {
+Connecting Join(Contents found, const ObjectName& name, NamedKind kind, NameFile* file) {
     if (!IsRecordOf(found.record, name) || !IsOwnedRightly(*file, name)) {
         return Failed(ERROR_ACCESS_DENIED);
     }
     if (found.record.kind != static_cast<std::uint32_t>(kind)) {
         return Failed(ERROR_INVALID_HANDLE);
     }
-    object->kind = kind;
-    object->manualReset = found.record.manualReset != 0;
-    object->segment = std::move(found.segment);
-    UnlockNameFile(file->file.get());
-    object->file = std::move(file->file);
-    return Step::Done;
+    return Done(false, kind, found.record.manualReset != 0, file, std::move(found.segment));
 }
 
-// Fills the file, which nobody else can see or lock, with a new object. False sets errno.
-bool Fill(const ObjectName& name, const NewObject& wanted, mode_t mode, NameFile* file,
-          NamedObject* object) {
+// Writes a new object into the file, whose lock this process holds alone. False sets errno.
+bool Fill(const ObjectName& name, const NewObject& wanted, NameFile* file, Segment* segment) {
     const int number = file->file.get();
-    if (!FillNameFile(number, name, wanted, mode, &object->segment)) {
+    if (!FillNameFile(number, name, wanted, segment)) {
         return false;
     }
-    const bool owned = wanted.kind == NamedKind::Mutex && wanted.initial;
-    if (owned && flock(number, LOCK_EX | LOCK_NB) != 0) {
+    if (wanted.kind != NamedKind::Mutex || !wanted.initial) {
+        return true;
+    }
+    if (flock(number, LOCK_EX | LOCK_NB) != 0) {
         return false;
     }
-    if (owned) {
-        object->lock.WaitFor(0);
-        object->segment.header()->word.store(1);
-    }
-    object->kind = wanted.kind;
-    object->manualReset = wanted.manualReset;
-    object->file = std::move(file->file);
+    segment->header()->word.store(1);
     return true;
 }
 
@@ -95,8 +95,8 @@ public:
         return chosen;
     }
 
-    // Gives the file its final name in one step: one that keeps a second name for a killed maker
-    // cannot be used again by another account. 0 or an errno.
+    // Gives the file its final name in one step: if a killed maker left it a second name, another
+    // account could not use it again. 0 or an errno.
     int Publish(const char* path) {
         const int error = RenameNoReplace(m_path, path);
         m_published = error == 0;
@@ -116,66 +116,63 @@ private:
     bool m_published = false;
 };
 
-// Makes the object under a name of its own first, so that nobody ever sees half of one.
-Step MakeNew(const ObjectName& name, const NewObject& wanted, mode_t mode, NamedObject* object) {
+// Makes the object under a temporary name first, so that no other process ever sees half of one.
+Connecting MakeNew(const ObjectName& name, const NewObject& wanted) {
     TemporaryName temporary;
     NameFile file;
+    Segment segment;
     if (!temporary.Choose(name.path)) {
         return MakingFailed(errno);
     }
     if (!MakeNameFile(temporary.path(), &file)) {
-        // Somebody who sweeps may have come between.
-        return errno == EEXIST || errno == EAGAIN ? Step::Again : MakingFailed(errno);
+        // EAGAIN: the sweep of another process has taken the file for a leftover.
+        return errno == EEXIST || errno == EAGAIN ? TryAgain() : MakingFailed(errno);
     }
-    if (fchmod(file.file.get(), mode) != 0 || !Fill(name, wanted, mode, &file, object)) {
+    if (fchmod(file.file.get(), wanted.rights) != 0 || !Fill(name, wanted, &file, &segment)) {
         return MakingFailed(errno);
     }
     if (const int error = temporary.Publish(name.path); error != 0) {
-        return error == EEXIST || error == ENOENT ? Step::Again : MakingFailed(error);
+        return error == EEXIST || error == ENOENT ? TryAgain() : MakingFailed(error);
     }
-    UnlockNameFile(object->file.get());
-    return Step::Done;
+    return Done(true, wanted.kind, wanted.manualReset, &file, std::move(segment));
 }
 
 // Puts a new object into the leftover of another account, which this one cannot remove.
-Step Reuse(const ObjectName& name, const NewObject& wanted, mode_t mode, NameFile* file,
-           NamedObject* object) {
-    // A second name may be that of a file that somebody else needs.
-    if (file->status.st_nlink != 1 || (file->status.st_mode & kRightsMask) != mode ||
-        !Fill(name, wanted, mode, file, object)) {
+Connecting Reuse(const ObjectName& name, const NewObject& wanted, NameFile* file) {
+    Segment segment;
+    // A second name may be that of a file that another program needs.
+    if (file->status.st_nlink != 1 || (file->status.st_mode & kRightsMask) != wanted.rights ||
+        !Fill(name, wanted, file, &segment)) {
         return Failed(ERROR_ACCESS_DENIED);
     }
-    UnlockNameFile(object->file.get());
-    return Step::Done;
+    return Done(true, wanted.kind, wanted.manualReset, file, std::move(segment));
 }
 
-Step ReplaceLeftover(const Contents& found, const ObjectName& name, const NewObject& wanted,
-                     mode_t mode, NameFile* file, NamedObject* object) {
+Connecting ReplaceLeftover(const Contents& found, const ObjectName& name, const NewObject& wanted,
+                           NameFile* file) {
     if (found.isRecord) {
         RemoveAbandonedSegment(found.record.segmentKey, found.record.size);
     }
     if (unlink(name.path) == 0) {
-        return Step::Again;
+        return TryAgain();
     }
-    return found.isRecord ? Reuse(name, wanted, mode, file, object) : Failed(ERROR_ACCESS_DENIED);
+    return found.isRecord ? Reuse(name, wanted, file) : Failed(ERROR_ACCESS_DENIED);
 }
 
 }  // namespace
 
-bool JoinObject(const ObjectName& name, NamedKind kind, NameFile* file, NamedObject* object) {
+Connecting JoinObject(const ObjectName& name, NamedKind kind, NameFile* file) {
     Contents found = Examine(*file);
     if (found.state != SegmentState::Found) {
-        return Fail(found.state == SegmentState::Gone ? ERROR_FILE_NOT_FOUND
-                                                      : CommonError(errno)) != FALSE;
+        return Failed(found.state == SegmentState::Gone ? ERROR_FILE_NOT_FOUND
+                                                        : CommonError(errno));
     }
-    return Join(std::move(found), name, kind, file, object) == Step::Done;
+    return Join(std::move(found), name, kind, file);
 }
 
-Step JoinOrMake(FileState state, const ObjectName& name, const NewObject& wanted, mode_t mode,
-                NameFile* file, NamedObject* object, bool* made) {
-    *made = true;
-    if (state == FileState::Missing) {
-        return MakeNew(name, wanted, mode, object);
+Connecting JoinOrMake(const ObjectName& name, const NewObject& wanted, NameFile* file) {
+    if (!file->file) {
+        return MakeNew(name, wanted);
     }
     if (!IsOwnedRightly(*file, name)) {
         return Failed(ERROR_ACCESS_DENIED);
@@ -185,8 +182,7 @@ Step JoinOrMake(FileState state, const ObjectName& name, const NewObject& wanted
         return MakingFailed(errno);
     }
     if (found.state == SegmentState::Gone) {
-        return ReplaceLeftover(found, name, wanted, mode, file, object);
+        return ReplaceLeftover(found, name, wanted, file);
     }
-    *made = false;
-    return Join(std::move(found), name, wanted.kind, file, object);
+    return Join(std::move(found), name, wanted.kind, file);
 }

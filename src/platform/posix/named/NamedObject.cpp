@@ -7,16 +7,16 @@
 #include <mutex>
 
 #include "platform/posix/Security.h"
-#include "platform/posix/named/NamedMaking.h"
+#include "platform/posix/named/NameSweep.h"
 
 namespace {
 
-// Each further attempt means that somebody made or ended the object in between.
+// An attempt fails only if another process makes or ends the object meanwhile.
 constexpr int kMostCreations = 100;
 constexpr mode_t kForEveryone = 0666;
 constexpr mode_t kForOwner = 0600;
 
-// The named objects that this process has open. Nobody waits for a name file while holding the
+// The named objects that this process has open. No thread waits for a name file while it holds the
 // lock, so that a name that another account blocks does not stop work with the others.
 constinit std::mutex tableLock;
 constinit NamedObject* table = nullptr;
@@ -45,7 +45,10 @@ NamedUse FindOpen(const ObjectName& name) {
     return FindLocked(name);
 }
 
-NamedUse EnterLocked(const ObjectName& name, std::unique_ptr<NamedObject> object) {
+// Enters what has been connected into the table.
+NamedUse EnterLocked(const ObjectName& name, Connection connection,
+                     std::unique_ptr<NamedObject> object) {
+    static_cast<Connection&>(*object) = std::move(connection);
     object->local = name.local;
     name.text.copy(object->text, kObjectNameCapacity - 1);
     std::memcpy(object->path, name.path, sizeof object->path);
@@ -62,62 +65,73 @@ NamedUse OfKind(NamedUse use, NamedKind kind) {
     return NamedUse();
 }
 
-Step TryCreate(const ObjectName& name, const NewObject& wanted, mode_t mode, NamedUse* use,
-               bool* made) {
+// Null sets the last error.
+std::unique_ptr<NamedObject> NewNamedObject() {
     std::unique_ptr<NamedObject> object(new (std::nothrow) NamedObject);
     if (object == nullptr) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return Step::Failed;
     }
-    NameFile file;
-    const FileState state = OpenNameFile(name.path, LockWay::Alone, &file);
-    if (state == FileState::Refused) {
-        return Step::Failed;
-    }
-    const std::lock_guard guard(tableLock);
-    *use = FindLocked(name);
-    if (*use) {
-        return Step::Done;
-    }
-    const Step step = JoinOrMake(state, name, wanted, mode, &file, object.get(), made);
-    if (step == Step::Done) {
-        *use = EnterLocked(name, std::move(object));
-    }
-    return step;
+    return object;
 }
 
-NamedUse Create(const ObjectName& name, const NewObject& wanted, mode_t mode, bool* made) {
-    NamedUse use;
+struct Creation {
+    Step step = Step::Failed;
+    NamedUse use{};     // when done
+    bool made = false;  // when done: whether the object is new
+};
+
+Creation TryCreate(const ObjectName& name, const NewObject& wanted) {
+    std::unique_ptr<NamedObject> object = NewNamedObject();
+    NameFile file;
+    if (object == nullptr || OpenNameFile(name.path, LockWay::Alone, &file) == FileState::Refused) {
+        return {};
+    }
+    const std::lock_guard guard(tableLock);
+    if (NamedUse known = FindLocked(name)) {
+        return {Step::Done, std::move(known)};
+    }
+    Connecting result = JoinOrMake(name, wanted, &file);
+    if (result.step != Step::Done) {
+        return {result.step};
+    }
+    if (result.made && wanted.kind == NamedKind::Mutex && wanted.initial) {
+        object->lock.WaitFor(0);
+    }
+    return {Step::Done, EnterLocked(name, std::move(result.connection), std::move(object)),
+            result.made};
+}
+
+Creation Create(const ObjectName& name, const NewObject& wanted) {
     for (int attempt = 0; attempt < kMostCreations; ++attempt) {
-        *made = false;
-        const Step step = TryCreate(name, wanted, mode, &use, made);
-        if (step != Step::Again) {
-            return use;
+        Creation result = TryCreate(name, wanted);
+        if (result.step != Step::Again) {
+            return result;
         }
     }
     SetLastError(ERROR_ACCESS_DENIED);
-    return use;
+    return {};
 }
 
 NamedUse JoinExisting(const ObjectName& name, NamedKind kind, NameFile* file) {
-    std::unique_ptr<NamedObject> object(new (std::nothrow) NamedObject);
+    std::unique_ptr<NamedObject> object = NewNamedObject();
     if (object == nullptr) {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return NamedUse();
     }
     const std::lock_guard guard(tableLock);
     if (NamedUse known = FindLocked(name)) {
         return known;
     }
-    const bool joined = JoinObject(name, kind, file, object.get());
-    return joined ? EnterLocked(name, std::move(object)) : NamedUse();
+    Connecting result = JoinObject(name, kind, file);
+    return result.step == Step::Done
+               ? EnterLocked(name, std::move(result.connection), std::move(object))
+               : NamedUse();
 }
 
 // The object has left the table: ends it when no other process holds it.
 void Leave(NamedObject* object) {
     const int file = object->file.get();
     struct stat status;
-    // Whoever does not get the lock leaves the file to the next sweep.
+    // Without the lock the file stays for the next sweep.
     if (LockNameFile(file, LockWay::Alone)) {
         if (object->segment.Holders() == 1 && IsNamed(object->path, file, &status)) {
             unlink(object->path);
@@ -150,24 +164,23 @@ NamedUse::~NamedUse() {
     SetLastError(lastError);
 }
 
-NamedUse CreateNamed(const WCHAR* name, const NewObject& wanted,
-                     const SECURITY_ATTRIBUTES* security) {
+NamedUse CreateNamed(const WCHAR* name, NewObject wanted, const SECURITY_ATTRIBUTES* security) {
     bool everyone = false;
     ObjectName parsed;
     if (!ReadSecurity(security, &everyone) || !ParseObjectName(name, &parsed)) {
         return NamedUse();
     }
-    bool made = false;
-    NamedUse use = FindOpen(parsed);
-    if (!use) {
-        use = Create(parsed, wanted, everyone ? kForEveryone : kForOwner, &made);
+    wanted.rights = everyone ? kForEveryone : kForOwner;
+    Creation result{Step::Done, FindOpen(parsed)};
+    if (!result.use) {
+        result = Create(parsed, wanted);
     }
-    use = OfKind(std::move(use), wanted.kind);
-    if (made && use) {
-        SweepNameFiles();
+    NamedUse use = OfKind(std::move(result.use), wanted.kind);
+    if (use && result.made) {
+        SweepNameFiles(ObjectFolder());
     }
     if (use) {
-        SetLastError(made ? ERROR_SUCCESS : ERROR_ALREADY_EXISTS);
+        SetLastError(result.made ? ERROR_SUCCESS : ERROR_ALREADY_EXISTS);
     }
     return use;
 }

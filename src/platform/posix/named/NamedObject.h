@@ -1,21 +1,24 @@
 // Objects with names: shared between processes, and by all handles to one name in this process.
 //
 // A named object exists as long as some process holds a handle or a view, however its processes
-// end. CONTRACT.md says how it stands in the system. Any thread may call any function here.
+// end. NamedMaking.h says how a process makes or joins it. Any thread may call any function here.
+//
+// A process has one NamedObject per name, which all its handles and views use. When the last use
+// ends, the process takes the object out of the table, locks the name file exclusively, removes the
+// file if no other process is attached to the segment and the path still names this file, detaches
+// and unlocks. If another process keeps the lock for a second, the file stays for the sweep.
+// The system frees the segment with its last holder, however that ends; a killed process leaves the
+// file to the sweep.
 #pragma once
 
 #include "platform/posix/ThreadLock.h"
-#include "platform/posix/named/NameRecord.h"
+#include "platform/posix/named/NamedMaking.h"
 
 // This process's share of an object.
-struct NamedObject {
-    NamedKind kind = NamedKind::Mutex;
-    bool manualReset = false;
+struct NamedObject : Connection {
     bool local = false;
     WCHAR text[kObjectNameCapacity]{};  // the name without its prefix
     char path[kObjectPathCapacity]{};
-    Descriptor file;  // the name file; its flock is the mutex
-    Segment segment;
     ThreadLock lock;  // of a mutex: between the threads of this process
 
     // Under the lock of the table.
@@ -51,9 +54,8 @@ HANDLE HandleOf(NamedUse use) {
 }
 
 // Opens the object, or makes it when there is none. Sets the last error to 0 when it was made, to
-// ERROR_ALREADY_EXISTS when it was there; else nothing is given back.
-NamedUse CreateNamed(const WCHAR* name, const NewObject& wanted,
-                     const SECURITY_ATTRIBUTES* security);
+// ERROR_ALREADY_EXISTS when it was there. An empty use sets the last error.
+NamedUse CreateNamed(const WCHAR* name, NewObject wanted, const SECURITY_ATTRIBUTES* security);
 
 // Opens an object that exists. inherit must be FALSE.
 NamedUse OpenNamed(const WCHAR* name, NamedKind kind, BOOL inherit);
@@ -67,7 +69,3 @@ NamedUse TakeView(const void* address);
 HANDLE CreateNamedMutex(const SECURITY_ATTRIBUTES* security, bool owned, const WCHAR* name);
 HANDLE CreateNamedEvent(const SECURITY_ATTRIBUTES* security, bool manualReset, bool set,
                         const WCHAR* name);
-
-// Removes the name files, and the memory, that killed processes left, as far as this account may;
-// looks at a limited number of files and never waits.
-void SweepNameFiles();

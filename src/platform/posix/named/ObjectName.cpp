@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <atomic>
 
+#include "platform/FaultPoint.h"
 #include "platform/posix/Errors.h"
 
 namespace {
@@ -16,6 +17,7 @@ constexpr WideView kGlobalPrefix = WIDE("Global\\");
 constexpr WideView kLocalPrefix = WIDE("Local\\");
 constexpr std::string_view kFilePrefix = "fenwickel-object-";
 constexpr std::size_t kHashDigits = 16;
+constexpr std::size_t kLongestFolder = kObjectPathCapacity - 1 - kFilePrefix.size() - kHashDigits;
 
 constexpr std::uint64_t kHashStart = 0xCBF29CE484222325U;
 constexpr std::uint64_t kHashFactor = 0x100000001B3U;
@@ -48,6 +50,11 @@ bool IsHexNumber(std::string_view text) {
            text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
+bool IsFolder(const char* path) {
+    struct stat status;
+    return stat(path, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
 // By hand: formatting would be a good part of a look for an object that is not there.
 void AppendHex(char* target, std::uint64_t value) {
     for (std::size_t i = 0; i < kHashDigits; ++i) {
@@ -62,8 +69,10 @@ const char* ObjectFolder() {
     static constinit std::atomic<const char*> folder{nullptr};
     const char* known = folder.load(std::memory_order_relaxed);
     if (known == nullptr) {
-        struct stat status;
-        known = stat("/dev/shm", &status) == 0 && S_ISDIR(status.st_mode) ? "/dev/shm/" : "/tmp/";
+        known = FaultObjectFolder(kLongestFolder);
+        if (known == nullptr) {
+            known = IsFolder("/dev/shm") ? "/dev/shm/" : "/tmp/";
+        }
         folder.store(known, std::memory_order_relaxed);
     }
     return known;

@@ -8,7 +8,8 @@
 
 #include "fenwickel/Types.h"
 
-// Where name files lie: in memory, and writable for every account.
+// The folder of the name files, with a closing '/': in memory where the system has such a folder,
+// and writable for every account. Test builds may have another one (FaultPoint.h).
 const char* ObjectFolder();
 
 inline constexpr std::size_t kObjectNameCapacity = 260;

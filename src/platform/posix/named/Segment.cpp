@@ -13,16 +13,16 @@
 
 namespace {
 
-// The upper bits of every key of ours, so that a key that somebody else wrote into a record never
-// makes us remove memory of another program.
+// The upper bits of every key of ours, so that a forged record never makes us remove memory of
+// another program.
 constexpr std::uint32_t kKeyMark = 0x46570000;
 constexpr std::uint32_t kKeyRandomBits = 0xFFFF;
 
 constexpr std::uint64_t kLargestPayload = std::uint64_t{1} << 46;
 
-// Raised by every detaching, read by every attaching. The system may hand the next segment the
-// addresses of the last one; that the other thread was done with them is known to the kernel alone,
-// so it is said here in a form that the memory model (and a race detector) counts.
+// Raised by every detaching, read by every attaching. The system may map the next segment to the
+// addresses of the last one. Only the kernel knows that the other thread was done with them; this
+// counter makes that order visible to the memory model, and so to race detectors.
 std::atomic<unsigned> g_detached{0};
 
 std::size_t PageSize() {
@@ -78,7 +78,7 @@ bool Segment::Make(key_t key, std::uint64_t payloadSize, mode_t mode) {
     }
     errno = 0;
     const bool attached = !FaultFails("SharedSegment") && Attach(id);
-    const bool taken = errno == EINVAL || errno == EIDRM;  // somebody has removed it already
+    const bool taken = errno == EINVAL || errno == EIDRM;  // RemoveAbandonedSegment was faster
     const int error = taken ? EEXIST : ENOMEM;
     shmctl(id, IPC_RMID, nullptr);
     errno = error;
@@ -114,7 +114,7 @@ void Segment::Detach() {
     m_memory = nullptr;
 }
 
-// The size is the system's word; what the header says may be anybody's.
+// The size comes from the system: every account may write the header.
 bool Segment::Measure() {
     shmid_ds status;
     if (shmctl(m_id, IPC_STAT, &status) != 0 || status.shm_segsz < PageSize()) {

@@ -1,4 +1,4 @@
-// Shared memory that exists as long as somebody is attached, and that nobody can shrink.
+// Shared memory that exists as long as some process is attached, and that no process can shrink.
 //
 // It is System V memory that is marked for removal as soon as its maker is attached: others still
 // attach by its number, and the system frees it with its last holder, however that one ends.
@@ -10,14 +10,14 @@
 #include <cstddef>
 #include <cstdint>
 
-// At the beginning of the memory, on a page of its own; the payload follows. Every account may
-// write here: what matters is copied when the object is opened, and never read again.
+// At the beginning of the memory, on a page of its own; the payload follows. Other accounts may
+// write here, so all but the word is read only once, when the object is opened.
 struct SegmentHeader {
     std::uint64_t nonce;  // equal to that of the record that led here
     std::uint64_t size;   // of the payload, in bytes
     std::uint32_t kind;
     std::uint32_t manualReset;
-    std::atomic<std::uint32_t> word;  // event: 1 set, 0 not; mutex: 1 while somebody owns it
+    std::atomic<std::uint32_t> word;  // event: 1 set, 0 not; mutex: 1 while it is owned
 };
 static_assert(std::atomic<std::uint32_t>::is_always_lock_free, "processes share it");
 
@@ -42,8 +42,8 @@ public:
     std::size_t Holders() const;
     std::size_t HoldersAtFirst() const { return m_holdersAtFirst; }
 
-    // Whether it was marked for removal when this attachment was made, as memory of this layer is
-    // before anybody can find it.
+    // Whether it was marked for removal when this attachment was made. The maker marks memory of
+    // this layer before it publishes its number.
     bool MarkedAtFirst() const { return m_markedAtFirst; }
 
     // New memory, all zero, under a key that no other has (EEXIST otherwise, try another). The key
@@ -67,7 +67,7 @@ private:
 // A key that marks memory in the making as this layer's own.
 key_t SegmentKey(std::uint64_t random);
 
-// Removes what a maker left that was killed before it had marked its memory for removal. Leaves
-// alone what has another sort of key, another size or a holder. Should a forged record lead here to
-// the memory that somebody is making right now, its maker tries again.
+// Removes the memory of a maker that was killed before it had marked it for removal. Leaves alone
+// what has another sort of key, another size or a holder. The key and size may also be those of
+// memory that a process is making right now, in this folder or another: that process tries again.
 void RemoveAbandonedSegment(key_t key, std::uint64_t payloadSize);

@@ -195,7 +195,7 @@ WString VolumeNameOf(const Mount& mount) {
     return NameFromText(FileSystemIdentifier(mount) + '\0' + mount.root);
 }
 
-// Looks at mount points first. Only btrfs is asked itself: a dead server would not answer.
+// Looks at mount points first. Calls only btrfs itself: a dead network server would not answer.
 std::string FolderOfVolume(const WString& name) {
     const std::vector<Mount> mounts = MountTable();
     for (const Mount& mount : mounts) {
