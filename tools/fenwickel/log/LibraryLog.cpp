@@ -11,6 +11,7 @@
 #include "logshare/LogText.h"
 #include "logshare/SharedText.h"
 #include "platform/OwnedHandle.h"
+#include "system/Paths.h"
 
 namespace {
 
