@@ -6,6 +6,7 @@
 #include "Options.h"
 #include "log/ExecutableName.h"
 #include "log/LibraryLog.h"
+#include "log/LogAccount.h"
 #include "log/StoppedThreads.h"
 #include "logshare/BreakpointTable.h"
 #include "logshare/LogViewer.h"
@@ -126,6 +127,8 @@ int RunLogBreak(const Command& command, std::vector<std::string> arguments) {
     if (!options) {
         return ExitCode::Done;
     }
+    ActFor(options->user);
+    RequireSharedObjects();
     HostCatchStopSignals();
     const LibraryLog log;
     Break(*options, std::string("fenwickel ") + command.name);
