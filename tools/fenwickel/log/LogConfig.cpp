@@ -44,7 +44,7 @@ Failure DamagedFailure(DWORD processId, const char* how) {
                                   how + "): restart the process"};
 }
 
-// The handle, unless it could not be had.
+// The handle, unless it could not be opened.
 OwnedHandle Opened(HANDLE handle, DWORD processId) {
     if (handle == nullptr) {
         throw OpenFailure(processId);
