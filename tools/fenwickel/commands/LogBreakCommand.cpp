@@ -116,7 +116,7 @@ void Break(const LogBreakOptions& options, const std::string& who) {
     } catch (const OutputClosed&) {
         // the reader of the pipe has seen enough
     }
-    // The table does this again when it goes, should its mutex not be had here.
+    // The table does this again when it is destroyed, in case its mutex was not free here.
     table.ReleaseMine();
 }
 

@@ -101,7 +101,7 @@ void Define(CLI::App& app, SyncOptions& options) {
         ->type_name("MODE");
     DefineIgnores(app, options.ignores);
     DefineBrakes(app, options);
-    app.add_flag("-n,--dry-run", options.dryRun, "Tell what would be done, and do nothing");
+    app.add_flag("-n,--dry-run", options.dryRun, "Print what a run would do, and send nothing");
     app.add_flag("--replace-pending", options.replacePending, "Discard a run that is pending");
     app.add_option("--lock-wait", options.lockWait,
                    "Wait so many seconds for another run on the same state")
