@@ -24,7 +24,7 @@ int MakeMutex(pthread_mutex_t* mutex, bool owned) {
         error = error != 0 ? error : step;
     }
     pthread_mutexattr_destroy(&attributes);
-    return error == 0 && owned ? pthread_mutex_lock(mutex) : error;
+    return error == 0 && owned ? pthread_mutex_trylock(mutex) : error;  // no other thread knows it
 }
 
 }  // namespace
