@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "CliFixture.h"
+#include "system/Processes.h"
 
 namespace {
 
@@ -393,6 +394,73 @@ TEST_F(SyncStateTest, WrongUsageTouchesNothing) {
     auto after = Files();
     after["./st/fenwickel.Log"] = before.at("./st/fenwickel.Log");
     EXPECT_TRUE(after == before);
+}
+
+// What stands in a folder without a state, and what a run that was killed at its beginning leaves.
+TEST_F(SyncStateTest, AFolderOfOtherThingsIsNoState) {
+    using Names = std::vector<const char*>;
+    const std::pair<Names, bool> folders[] = {
+        {{"last.json"}, false},
+        {{"settings.json", "run.json", "send-0.list"}, false},
+        {{"lost+found", "notes"}, false},
+        {{"lost+found"}, true},
+        {{"fenwickel.Log"}, true},
+        {{"base.lock"}, true},
+        {{"base.lock", "run.json.new", "fenwickel.Log", "lost+found"}, true}};
+    for (const auto& [names, isState] : folders) {
+        fs::remove_all("st");
+        fs::create_directory("st");
+        for (const char* name : names) {
+            name == std::string("lost+found") ? (void)fs::create_directory("st/lost+found")
+                                              : WriteBytes(std::string("st/") + name, "");
+        }
+        const auto before = Files();
+        const ToolResult result = Sync();
+        EXPECT_EQ(result.exitCode, isState ? 0 : 2) << names[0] << result.err;
+        if (!isState) {
+            EXPECT_TRUE(Contains(result.err, "no state folder")) << result.err;
+            EXPECT_TRUE(Files() == before) << names[0];
+        }
+        if (names[0] == std::string("last.json")) {
+            for (const char* command : {"status", "commit", "discard"}) {
+                EXPECT_EQ(End(command).exitCode, 2) << command;
+            }
+        }
+    }
+    // What a copy of a state needs to be one.
+    fs::remove_all("st");
+    CommitTree();
+    for (const char* name : {"base.lock", "last.json"}) {
+        fs::remove(std::string("st/") + name);
+    }
+    EXPECT_EQ(Sync().exitCode, 0);
+}
+
+// The names of the program in the working folder, and ways to name that folder in PATH.
+TEST_F(SyncStateTest, ProgramsInTheWorkingFolderAreNotRun) {
+    fs::create_directory("bin");
+    for (const std::string name : {"rsync", "rclone", "bin/rsync", "bin/rclone"}) {
+        fs::copy_file(FENWICKEL_TOOL, name);
+        fs::copy_file(FENWICKEL_TOOL, name + ".exe");
+    }
+    std::vector<WCHAR> before(1U << 15U);
+    GetEnvironmentVariableW(WIDE("PATH"), before.data(), DWORD(before.size()));
+    const bool onWindows = HostOwnProgram().ends_with(".exe");
+    const std::pair<std::string, const char*> rows[] = {
+        {"rsync", ""}, {"rclone", "."}, {"rsync", "||"}, {"rsync", "bin"}, {"rclone", "./bin|."}};
+    for (const auto& [program, path] : rows) {
+        std::string list = path;
+        std::replace(list.begin(), list.end(), '|', onWindows ? ';' : ':');
+        SetEnvironmentVariableW(WIDE("PATH"), Wide(list).c_str());
+        const ToolResult result = Sync("--to " + program + ":copy tree");
+        EXPECT_EQ(result.exitCode, 10) << list << result.err;
+        EXPECT_TRUE(Contains(result.err, "cannot run \"" + program)) << list << result.err;
+    }
+    SetEnvironmentVariableW(WIDE("PATH"),
+                            Wide(fs::absolute("bin").make_preferred().string()).c_str());
+    const ToolResult found = Sync("--to rsync:copy tree");
+    EXPECT_TRUE(Contains(found.err, "rsync ended with ")) << found.err;
+    SetEnvironmentVariableW(WIDE("PATH"), before.data());
 }
 
 }  // namespace

@@ -87,6 +87,17 @@ void DefineBrakes(CLI::App& app, SyncOptions& options) {
                  "before");
 }
 
+void DefineOwners(CLI::App& app, SyncOptions& options) {
+    CLI::Option* const keep = app.add_flag_callback(
+        "--owner", [&options] { options.keepOwners = true; },
+        "Give the copy the owners of the originals, as numbers; without either option root does "
+        "so in a folder of this machine");
+    app.add_flag_callback(
+           "--no-owner", [&options] { options.keepOwners = false; },
+           "Leave the copy to the account that writes it")
+        ->excludes(keep);
+}
+
 void Define(CLI::App& app, SyncOptions& options) {
     DefineStateFolder(app, options.state)->required();
     app.add_option("--to", options.destination,
@@ -99,6 +110,7 @@ void Define(CLI::App& app, SyncOptions& options) {
                    "there is none; off: read the folders themselves")
         ->capture_default_str()
         ->type_name("MODE");
+    DefineOwners(app, options);
     DefineIgnores(app, options.ignores);
     DefineBrakes(app, options);
     app.add_flag("-n,--dry-run", options.dryRun, "Print what a run would do, and send nothing");

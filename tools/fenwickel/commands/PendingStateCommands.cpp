@@ -63,6 +63,7 @@ std::string CountsText(const RunSummary& summary) {
 int CommitStateFolder(const PendingOptions& options) {
     const StateFolder state = PendingState(options);
     HostCatchStopSignals();
+    EnterStateFolder(state);
     const LibraryLog library(state.path);
     const StateLock lock(state.files);
     const RunRecord run = RequireRun(state, options);
@@ -74,6 +75,7 @@ int CommitStateFolder(const PendingOptions& options) {
 
 int DiscardStateFolder(const PendingOptions& options) {
     const StateFolder state = PendingState(options);
+    EnterStateFolder(state);
     const LibraryLog library(state.path);
     const StateLock lock(state.files);
     const RunRecord run = RequireRun(state, options);

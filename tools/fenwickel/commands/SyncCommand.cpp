@@ -59,7 +59,7 @@ int RunSync(const Command& command, std::vector<std::string> arguments) {
     SyncRequest request = UnderstandSync(*options);
     RequireRecordFiles(request.state.files, false);
     HostCatchStopSignals();
-    CreateStateFolder(request.state);
+    EnterStateFolder(request.state);
     const LibraryLog library(request.state.path);
     const auto lock = LockState(request);
     const RunSummary summary = Synchronise(request, *lock, library);

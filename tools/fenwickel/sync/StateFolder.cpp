@@ -7,8 +7,11 @@
 #include "platform/Text.h"
 #include "report/ExitCodes.h"
 #include "report/Failure.h"
+#include "report/ShellText.h"
 #include "report/WholeFile.h"
 #include "system/Entries.h"
+#include "system/Paths.h"
+#include "system/Rights.h"
 
 namespace {
 
@@ -44,6 +47,59 @@ bool IsUnfinished(View name) {
     return std::any_of(kNames.begin(), kNames.end(), [name](const StateName& known) {
         return known.isReplaced && Replacement(known.start).Path() == name;
     });
+}
+
+// Under such a name a folder that holds no state yet may have an entry: a file system keeps the
+// first there, and the log may begin before the lock is taken.
+bool MayComeBeforeState(View name) {
+    constexpr std::array<View, 4> kEarly = {WIDE("."), WIDE(".."), WIDE("lost+found"),
+                                            WIDE("fenwickel.Log")};
+    return std::find(kEarly.begin(), kEarly.end(), name) != kEarly.end();
+}
+
+// A file of the state that no other program leaves by that name: the lock, which is the first that
+// a run makes, or one that begins as ours do, also when the rest of it is damaged.
+bool HoldsState(const StateFolder& state) {
+    if (HostIsRegularFile(state.files.lock)) {
+        return true;
+    }
+    constexpr std::array kTelling = {StateFile::Settings, StateFile::Run, StateFile::Last};
+    return std::any_of(kTelling.begin(), kTelling.end(), [&state](StateFile file) {
+        const WString path = state.File(file);
+        return HostIsRegularFile(path) &&
+               ReadWholeFile(path).value_or("").starts_with("{\"format\":");
+    });
+}
+
+// Files of other purposes would be overwritten and deleted.
+void RequireNothingElse(const StateFolder& state) {
+    if (HoldsState(state)) {
+        return;
+    }
+    const auto names = HostNamesIn(state.path);
+    if (!names) {
+        throw SystemFailure(ExitCode::Usage, "list", state.path, GetLastError(),
+                            "make it readable");
+    }
+    const auto other = std::find_if_not(names->begin(), names->end(), MayComeBeforeState);
+    if (other != names->end()) {
+        throw Failure(ExitCode::Usage, "--state " + Quoted(state.path) +
+                                           " is no state folder, but holds " + Quoted(*other) +
+                                           ": name the folder of a state, or an empty one");
+    }
+}
+
+// Another account could exchange the listings, hold the lock, or have a link followed.
+void RequireOwnFolder(const WString& folder) {
+    const std::string command = HostCommandToOwn(folder);
+    if (!command.empty()) {
+        throw Failure(ExitCode::Usage,
+                      "--state " + Quoted(folder) +
+                          (command.starts_with("chown") ? " belongs to another account"
+                                                        : " may be written by other accounts") +
+                          ": if you trust what it holds: " + command + ' ' +
+                          ShellQuoted(HostNativePath(folder)));
+    }
 }
 
 }  // namespace
@@ -84,12 +140,21 @@ StateFolder ResolveStateFolder(const std::string& argument) {
     }
     state.files = {state.File(StateFile::Base), state.File(StateFile::Syncing),
                    state.File(StateFile::Deleted), state.File(StateFile::Lock), true};
+    RequireOwnFolder(state.path);
     RequireOwnFiles(state.files);
+    if (HostIsFolder(state.path)) {
+        RequireNothingElse(state);
+    }
     return state;
 }
 
-void CreateStateFolder(const StateFolder& state) {
+void EnterStateFolder(const StateFolder& state) {
+    HostMakeFilesPrivate();
     if (HostIsFolder(state.path)) {
+        if (!HostMakeFolderPrivate(state.path)) {
+            throw SystemFailure(ExitCode::Failed, "close the state folder to other accounts",
+                                state.path, GetLastError(), "make its file system writable");
+        }
         return;
     }
     if (!CreateDirectoryW(state.path.c_str(), nullptr) && GetLastError() != ERROR_ALREADY_EXISTS) {

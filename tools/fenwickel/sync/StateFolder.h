@@ -34,11 +34,15 @@ struct StateFolder {
 // run only, beside its listings.
 bool BelongsToOneRun(std::basic_string_view<WCHAR> name);
 
-// Understands --state. Throws Failure (Usage). Touches nothing; the folder need not exist.
+// Understands --state. Throws Failure (Usage) also when another account owns the folder or may
+// write into it, and when it holds other things than a state. Touches nothing; the folder need not
+// exist.
 StateFolder ResolveStateFolder(const std::string& argument);
 
-// Makes the folder when it is missing; its parent must be there. Throws Failure.
-void CreateStateFolder(const StateFolder& state);
+// Before a command writes into the folder: makes it when it is missing (its parent must be there),
+// and keeps other accounts out of it and of what this process makes from now on, so that none of
+// them can read a listing or hold the lock. Throws Failure.
+void EnterStateFolder(const StateFolder& state);
 
 // Throws Failure (Usage) when the folder is not there.
 void RequireStateFolder(const StateFolder& state);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,7 @@ struct SyncOptions {
     std::vector<std::string> ignores;
     std::string maxDelete = "50%";
     std::uint32_t lockWait = 0;  // seconds
+    std::optional<bool> keepOwners;
     bool skipNested = false;
     bool acceptMounts = false;
     bool forceAll = false;

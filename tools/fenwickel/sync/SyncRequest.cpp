@@ -135,7 +135,8 @@ SyncRequest UnderstandSync(const SyncOptions& options) {
     request.uploader =
         options.destination.empty()
             ? std::make_unique<ListsOnly>()
-            : MakeUploader(options.destination, request.state.File(StateFile::Scratch));
+            : MakeUploader(options.destination, request.state.File(StateFile::Scratch),
+                           options.keepOwners);
     RequirePlaces(request);
     return request;
 }

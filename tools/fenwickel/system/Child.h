@@ -13,9 +13,10 @@ inline constexpr std::uint32_t kHostForever = 0xFFFFFFFF;
 
 // What differs in a child process from what it would get anyway.
 struct HostChildOptions {
-    WString output;  // file for its standard output, made or emptied; "": as this process
+    WString output;  // file for its standard output, made or emptied; "": this process's
     WString errors;  // the same for its standard error
-    bool outputToErrors = false;  // standard output goes to that of this process
+    bool outputToErrors = false;  // standard output goes to this process's standard error
+    bool privateFiles = false;    // what it makes is for its account alone; no effect on Windows
     HANDLE inherited = nullptr;   // an open file that stays open, and locked, until the child ends,
                                   // too; still the caller's to close
 };
@@ -25,10 +26,11 @@ struct HostChildOptions {
 // with it.
 class HostChild {
 public:
-    // Starts the program command[0], looked for as the system's shell does, with the rest as
-    // arguments. Standard streams are this process's own unless options say otherwise, except that
-    // input is empty. An object without a process when it cannot be started, with the last error
-    // set: ERROR_FILE_NOT_FOUND when there is no such program.
+    // Starts the program command[0] with the rest as arguments. A name without a path is looked for
+    // in the absolute folders of PATH alone: never in the working folder, however PATH names it.
+    // Standard streams are this process's own unless options say otherwise, except that input is
+    // empty. An object without a process when it cannot be started, with the last error set:
+    // ERROR_FILE_NOT_FOUND when there is no such program.
     static HostChild Start(const std::vector<std::string>& command,
                            const HostChildOptions& options = {});
 

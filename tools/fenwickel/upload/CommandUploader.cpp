@@ -115,7 +115,7 @@ void CommandUploader::Run(const Call& call, const HandOver& work) const {
     for (const std::string& word : m_words) {
         command.push_back(Filled(word, values, &unknown));
     }
-    const ProgramEnd end = m_program.Run(command, Capture::Nothing, Shared());
+    const ProgramEnd end = m_program.Run(command, {.shared = Shared()});
     if (end.exitCode != 0) {
         throw UploadFailure(std::string(call.action) + " files by", command.front(),
                             EndText("it", end.exitCode, {}), kSeeItsMessages);

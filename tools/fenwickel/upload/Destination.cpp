@@ -20,14 +20,20 @@ const char* After(const std::string& destination, std::string_view prefix) {
 
 }  // namespace
 
-std::unique_ptr<Uploader> MakeUploader(const std::string& destination, const WString& scratch) {
+std::unique_ptr<Uploader> MakeUploader(const std::string& destination, const WString& scratch,
+                                       std::optional<bool> keepOwners) {
     if (const char* const argument = After(destination, kRsync)) {
-        return std::make_unique<RsyncUploader>(argument, scratch);
+        return std::make_unique<RsyncUploader>(argument, scratch, keepOwners);
     }
     if (const char* const argument = After(destination, kRclone)) {
-        return std::make_unique<RcloneUploader>(argument, scratch);
+        return std::make_unique<RcloneUploader>(argument, scratch, keepOwners);
     }
     if (const char* const argument = After(destination, kCommand)) {
+        if (keepOwners) {
+            throw Failure(ExitCode::Usage,
+                          "--to \"cmd:...\" leaves owners to the command, so it "
+                          "cannot go with --owner or --no-owner");
+        }
         return std::make_unique<CommandUploader>(argument, scratch);
     }
     throw Failure(ExitCode::Usage, "--to \"" + Escaped(ValidUtf8(destination)) +

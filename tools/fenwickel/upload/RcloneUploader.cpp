@@ -6,6 +6,7 @@
 #include "Places.h"
 #include "report/ExitCodes.h"
 #include "system/Paths.h"
+#include "system/Rights.h"
 
 namespace {
 
@@ -30,6 +31,28 @@ std::string RcloneDestination(const std::string& destination) {
     }
     const WString local = LocalArgument(destination);
     return local.empty() ? destination : HostNativePath(local);
+}
+
+// A storage that is no folder of this machine has modes and owners of its own. rclone keeps those
+// of files by --metadata, but never a set-user or set-group bit; an account that may not give files
+// away has to say whose they become, since rclone fails where it cannot keep the owner.
+std::vector<std::string> RightsWords(const std::string& destination,
+                                     std::optional<bool> keepOwners) {
+    const bool isLocal = !LocalArgument(destination).empty();
+    if (keepOwners == true && !isLocal) {
+        throw Failure(ExitCode::Usage, "--to \"rclone:" + Escaped(ValidUtf8(destination)) +
+                                           "\" is no folder of this machine, so it cannot go with "
+                                           "--owner");
+    }
+    std::vector<std::string> words;
+    if (isLocal && !HasDriveLetters()) {
+        words.emplace_back("--metadata");
+        for (const std::string& owner :
+             keepOwners.value_or(HostIsRoot()) ? std::vector<std::string>() : HostOwnerIds()) {
+            words.insert(words.end(), {"--metadata-set", owner});
+        }
+    }
+    return words;
 }
 
 // The statistics of a call within what it logged: from an empty message on, which is what its first
@@ -115,8 +138,11 @@ bool HasOneAbove(const std::string& folder, const std::vector<std::string>& fold
 
 }  // namespace
 
-RcloneUploader::RcloneUploader(const std::string& destination, const WString& scratch)
-    : m_destination(RcloneDestination(destination)), m_program(scratch) {}
+RcloneUploader::RcloneUploader(const std::string& destination, const WString& scratch,
+                               std::optional<bool> keepOwners)
+    : m_destination(RcloneDestination(destination)),
+      m_rights(RightsWords(destination, keepOwners)),
+      m_program(scratch) {}
 
 ListStyle RcloneUploader::Style() const {
     return {"", '\n'};
@@ -142,6 +168,8 @@ Failure RcloneUploader::Failed(const std::string& action, int exitCode) const {
 
 // One attempt: a second one would count what it sends again. rclone repeats single steps in itself.
 // A dry run, which the environment can ask for, counts and reports as if everything were done.
+// privateFiles: rclone does not give folders the modes of the originals, so those of a copy on this
+// machine are for this account alone, and so is a file until it has its mode.
 ProgramEnd RcloneUploader::Run(const std::vector<std::string>& words,
                                const std::vector<std::string>& last, std::string* log) const {
     const ScratchFile file(m_program.Scratch(WIDE("log")));
@@ -151,7 +179,8 @@ ProgramEnd RcloneUploader::Run(const std::vector<std::string>& words,
     command.insert(command.end(), words.begin(), words.end());
     command.emplace_back("--");
     command.insert(command.end(), last.begin(), last.end());
-    ProgramEnd end = m_program.Run(command, Capture::Output, Shared());
+    ProgramEnd end = m_program.Run(
+        command, {.capture = Capture::Output, .shared = Shared(), .privateFiles = true});
     *log = file.Read();
     return end;
 }
@@ -224,16 +253,17 @@ void RcloneUploader::Send(const HandOver& work) {
         return;
     }
     const std::string target = Below(m_destination, HostNativePath(work.place));
-    const std::vector<std::string> words = {"copy",
-                                            "--files-from-raw",
-                                            HostNativePath(work.sends),
-                                            "--no-traverse",
-                                            "--ignore-times",
-                                            "--no-unicode-normalization",
-                                            "--stats",
-                                            "1000h",
-                                            "--stats-log-level",
-                                            "NOTICE"};
+    std::vector<std::string> words = {"copy",
+                                      "--files-from-raw",
+                                      HostNativePath(work.sends),
+                                      "--no-traverse",
+                                      "--ignore-times",
+                                      "--no-unicode-normalization",
+                                      "--stats",
+                                      "1000h",
+                                      "--stats-log-level",
+                                      "NOTICE"};
+    words.insert(words.end(), m_rights.begin(), m_rights.end());
     const std::vector<std::string> places = {HostNativePath(work.folder), target};
     RemoveReplaced(work, target);
     std::string log;

@@ -1,14 +1,17 @@
 // Carries files by rclone, to any storage that it knows.
 #pragma once
 
+#include <optional>
+
 #include "Uploader.h"
 #include "UploaderProgram.h"
 
 class RcloneUploader final : public Uploader {
 public:
     // destination as rclone takes it: REMOTE:PATH, or a folder of this machine. Throws Failure
-    // (Usage).
-    RcloneUploader(const std::string& destination, const WString& scratch);
+    // (Usage). keepOwners is about such a folder alone; without it root keeps them.
+    RcloneUploader(const std::string& destination, const WString& scratch,
+                   std::optional<bool> keepOwners);
 
     ListStyle Style() const override;
     const char* Obstacle(std::string_view path, HostEntry kind) const override;
@@ -28,5 +31,6 @@ private:
     Failure Failed(const std::string& action, int exitCode) const;
 
     std::string m_destination;
+    std::vector<std::string> m_rights;  // words that tell rclone which modes and owners files get
     UploaderProgram m_program;
 };

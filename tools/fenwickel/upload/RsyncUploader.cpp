@@ -9,6 +9,7 @@
 #include "report/FileWriter.h"
 #include "report/WholeFile.h"
 #include "system/Paths.h"
+#include "system/Rights.h"
 
 namespace {
 
@@ -184,8 +185,12 @@ std::string WithoutExpected(const std::string& text) {
 
 }  // namespace
 
-RsyncUploader::RsyncUploader(const std::string& destination, const WString& scratch)
-    : m_destination(RsyncDestination(destination)), m_program(scratch) {}
+RsyncUploader::RsyncUploader(const std::string& destination, const WString& scratch,
+                             std::optional<bool> keepOwners)
+    : m_destination(RsyncDestination(destination)),
+      m_isLocal(!LocalArgument(destination).empty()),
+      m_keepsOwners(keepOwners.value_or(m_isLocal && HostIsRoot())),
+      m_program(scratch) {}
 
 // Without "./" rsync takes a name with '#' or ';' at its beginning for a comment.
 ListStyle RsyncUploader::Style() const {
@@ -201,11 +206,26 @@ Failure RsyncUploader::Failed(const std::string& action, int exitCode) const {
                          kSeeItsMessages);
 }
 
+// --chmod=D: in a folder that its owner may not write, the next run could not remove anything. A
+// program that lends its owner's rights would lend those of the account that writes the copy.
+// --super: the other end fails when it may not give files away, instead of keeping them with these
+// bits.
+void RsyncUploader::AddRights(std::vector<std::string>* command) const {
+    command->emplace_back("--perms");
+    command->emplace_back(m_keepsOwners ? "--chmod=Du+rwx" : "--chmod=Du+rwx,u-s,g-s");
+    if (m_keepsOwners) {
+        command->insert(command->end(), {"--owner", "--group", "--numeric-ids"});
+    }
+    if (m_keepsOwners && !m_isLocal) {
+        command->emplace_back("--super");
+    }
+}
+
 bool RsyncUploader::IsDestinationEmpty() {
     const std::string folder = Below(m_destination, m_destination.ends_with(':') ? "./" : "");
     const ProgramEnd end = m_program.Run({kProgram, "-s", "--list-only", "--no-motd", "--",
                                           folder.ends_with('/') ? folder : folder + '/'},
-                                         Capture::All, Shared());
+                                         {.capture = Capture::All, .shared = Shared()});
     // By the number, since the words are those of the other end's system.
     constexpr std::string_view kNoSuchFolder = "(2)\n";
     if (end.exitCode == kPartial && end.errors.find(kNoSuchFolder) != std::string::npos) {
@@ -231,11 +251,11 @@ void RsyncUploader::Remove(const HandOver& work) {
     }
     const WString& list = isPlain ? work.removals : joined.Path();
     const EmptyFolder nothing(m_program.Scratch(WIDE("empty")), work.folder);
-    const ProgramEnd end =
-        m_program.Run({kProgram, "-s", "--perms", "--mkpath", "--delete-missing-args", "--force",
-                       "--from0", "--files-from=" + LocalPath(list), "--", nothing.Source(),
-                       Below(m_destination, HostNativePath(work.place))},
-                      Capture::All, Shared());
+    const ProgramEnd end = m_program.Run(
+        {kProgram, "-s", "--perms", "--chmod=u-s,g-s", "--mkpath", "--delete-missing-args",
+         "--force", "--from0", "--files-from=" + LocalPath(list), "--", nothing.Source(),
+         Below(m_destination, HostNativePath(work.place))},
+        {.capture = Capture::All, .shared = Shared()});
     Relay(end.output);
     Relay(WithoutExpected(end.errors));
     if (end.errors.find("invalid file mode 00 ") != std::string::npos) {
@@ -251,28 +271,17 @@ void RsyncUploader::Remove(const HandOver& work) {
 // --ignore-times: rsync compares whole seconds; what is listed has changed.
 // --force: earlier runs leave folders empty at the destination, one in the other, where a file may
 // come later.
-// --chmod: in a folder that its owner may not write, the next run could not remove anything.
 void RsyncUploader::Send(const HandOver& work) {
     if (work.sendCount == 0) {
         return;
     }
-    const std::vector<std::string> command = {kProgram,
-                                              "-s",
-                                              "--links",
-                                              "--perms",
-                                              "--chmod=Du+rwx",
-                                              "--times",
-                                              "--ignore-times",
-                                              "--mkpath",
-                                              "--stats",
-                                              "--no-human-readable",
-                                              "--from0",
-                                              "--force",
-                                              "--files-from=" + LocalPath(work.sends),
-                                              "--",
-                                              LocalPath(work.folder),
-                                              Below(m_destination, HostNativePath(work.place))};
-    const ProgramEnd end = m_program.Run(command, Capture::Output, Shared());
+    std::vector<std::string> command = {kProgram, "-s", "--links"};
+    AddRights(&command);
+    command.insert(command.end(),
+                   {"--times", "--ignore-times", "--mkpath", "--stats", "--no-human-readable",
+                    "--from0", "--force", "--files-from=" + LocalPath(work.sends), "--",
+                    LocalPath(work.folder), Below(m_destination, HostNativePath(work.place))});
+    const ProgramEnd end = m_program.Run(command, {.capture = Capture::Output, .shared = Shared()});
     const std::optional<std::uint64_t> sent = CountArrived(end.output);
     if (end.exitCode != 0) {
         Relay(std::string_view(end.output).substr(0, end.output.find("\nNumber of files: ")));

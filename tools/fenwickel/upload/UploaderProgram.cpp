@@ -61,15 +61,16 @@ std::string ScratchFile::Read() const {
     return ReadWholeFile(m_path).value_or("");
 }
 
-ProgramEnd UploaderProgram::Run(const std::vector<std::string>& command, Capture capture,
-                                HANDLE shared) const {
+ProgramEnd UploaderProgram::Run(const std::vector<std::string>& command,
+                                const ProgramOptions& program) const {
     const ScratchFile output(m_scratch + WIDE(".1"));
     const ScratchFile errors(m_scratch + WIDE(".2"));
     HostChildOptions options;
-    options.output = capture == Capture::Nothing ? WString() : output.Path();
-    options.errors = capture == Capture::All ? errors.Path() : WString();
-    options.outputToErrors = capture == Capture::Nothing;
-    options.inherited = shared;
+    options.output = program.capture == Capture::Nothing ? WString() : output.Path();
+    options.errors = program.capture == Capture::All ? errors.Path() : WString();
+    options.outputToErrors = program.capture == Capture::Nothing;
+    options.privateFiles = program.privateFiles;
+    options.inherited = program.shared;
     ThrowIfStopped();
     HostChild child = HostChild::Start(command, options);
     if (!child) {

@@ -40,15 +40,22 @@ private:
     WString m_path;
 };
 
+// What a program that runs gets beside its words.
+struct ProgramOptions {
+    Capture capture = Capture::Nothing;
+    HANDLE shared = nullptr;    // an open file that it holds until it ends
+    bool privateFiles = false;  // what it makes is for this account alone, unless it says otherwise
+};
+
 // One thread.
 class UploaderProgram {
 public:
     // scratch begins the paths of files for what a program prints. None is left behind.
     explicit UploaderProgram(WString scratch) : m_scratch(std::move(scratch)) {}
 
-    // Runs the command to its end. It holds shared (null for none) open until then. Throws Failure:
-    // Upload when it cannot be started, and on a stop request, once the program has ended.
-    ProgramEnd Run(const std::vector<std::string>& command, Capture capture, HANDLE shared) const;
+    // Runs the command to its end. Throws Failure: Upload when it cannot be started, and on a stop
+    // request, once the program has ended.
+    ProgramEnd Run(const std::vector<std::string>& command, const ProgramOptions& options) const;
 
     // A path for a use of the caller's own; suffix begins with a letter.
     WString Scratch(const WCHAR* suffix) const { return m_scratch + WIDE(".") + suffix; }

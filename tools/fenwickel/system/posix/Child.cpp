@@ -2,17 +2,21 @@
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
+#include <string_view>
 #include <thread>
 
 #include "platform/posix/Descriptor.h"
 #include "platform/posix/Errors.h"
 #include "platform/posix/Names.h"
+#include "system/posix/ChildUmask.h"
 
 namespace {
 
@@ -101,6 +105,51 @@ private:
     posix_spawnattr_t m_attributes;
 };
 
+// The umask of this process while it starts a child, which takes it over.
+class ChildUmask {
+public:
+    explicit ChildUmask(bool privateFiles) {
+        const std::optional<mode_t> usual = UmaskForChildren();
+        if (privateFiles || usual) {
+            m_before = umask(privateFiles ? S_IRWXG | S_IRWXO : *usual);
+        }
+    }
+    ~ChildUmask() {
+        if (m_before) {
+            umask(*m_before);
+        }
+    }
+    ChildUmask(const ChildUmask&) = delete;
+    ChildUmask& operator=(const ChildUmask&) = delete;
+
+private:
+    std::optional<mode_t> m_before;
+};
+
+bool IsProgram(const std::string& path) {
+    struct stat status;
+    return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+           access(path.c_str(), X_OK) == 0;
+}
+
+// The path of a program; "", which is the path of none, when no folder has it.
+std::string ProgramPath(const std::string& name) {
+    if (name.find('/') != std::string::npos) {
+        return name;
+    }
+    const char* const list = std::getenv("PATH");
+    std::string_view folders = list != nullptr ? list : "/bin:/usr/bin";
+    while (!folders.empty()) {
+        const std::string_view folder = folders.substr(0, folders.find(':'));
+        folders.remove_prefix(std::min(folders.size(), folder.size() + 1));
+        const std::string path = std::string(folder) + '/' + name;
+        if (folder.starts_with('/') && IsProgram(path)) {
+            return path;
+        }
+    }
+    return "";
+}
+
 DWORD StartError(int error) {
     return error == ENOENT || error == ENOTDIR ? ERROR_FILE_NOT_FOUND : CommonError(error);
 }
@@ -152,9 +201,11 @@ HostChild HostChild::Start(const std::vector<std::string>& command,
         return child;
     }
     const SpawnAttributes attributes;
+    const std::string program = ProgramPath(command[0]);
+    const ChildUmask childUmask(options.privateFiles);
     pid_t id = 0;
     const int error =
-        posix_spawnp(&id, words[0], actions.get(), attributes.get(), words.data(), environ);
+        posix_spawn(&id, program.c_str(), actions.get(), attributes.get(), words.data(), environ);
     if (error != 0) {
         SetLastError(StartError(error));
         return child;

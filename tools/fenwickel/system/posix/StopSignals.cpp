@@ -1,6 +1,7 @@
 #include "system/StopSignals.h"
 
 #include <sys/eventfd.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
@@ -16,16 +17,41 @@ constinit std::atomic<int> stopSignal{0};
 // Becomes readable with the first stop signal; -1 while none is caught. Open to the end.
 constinit std::atomic<int> stopDescriptor{-1};
 
+// A signal needs no thread that runs: all of them may be held. One that others send before a stop
+// request has its default effect.
+extern "C" void EndHeldProcess(int signalNumber) {
+    if (HostStopExitCode() != 0) {
+        _exit(HostStopExitCode());
+    }
+    std::signal(signalNumber, SIG_DFL);
+    std::raise(signalNumber);
+}
+
 extern "C" void RememberStop(int signalNumber) {
     int none = 0;
     const int savedError = errno;
     eventfd_write(stopDescriptor.load(), 1);
     errno = savedError;
+    if (stopSignal.load() == 0) {
+        alarm(kHostStopGraceSeconds);
+    }
     if (!stopSignal.compare_exchange_strong(none, signalNumber)) {
         // The second request takes its default effect, when this returns.
         std::signal(signalNumber, SIG_DFL);
         std::raise(signalNumber);
     }
+}
+
+// Also where the process was started with this signal blocked.
+void CatchAlarm() {
+    struct sigaction action {};
+    action.sa_handler = EndHeldProcess;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGALRM, &action, nullptr);
+    sigset_t alarms;
+    sigemptyset(&alarms);
+    sigaddset(&alarms, SIGALRM);
+    pthread_sigmask(SIG_UNBLOCK, &alarms, nullptr);
 }
 
 }  // namespace
@@ -35,6 +61,7 @@ int StopDescriptor() {
 }
 
 void HostCatchStopSignals() {
+    CatchAlarm();
     if (stopDescriptor.load() < 0) {
         stopDescriptor.store(BesideStandardStreams(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)));
     }

@@ -1,10 +1,12 @@
 #include "system/Child.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
 #include "platform/OwnedHandle.h"
 #include "platform/Text.h"
+#include "system/windows/Environment.h"
 
 namespace {
 
@@ -139,6 +141,37 @@ HANDLE EndsWithThisProcess() {
     return job;
 }
 
+bool IsAbsolute(const WString& folder) {
+    return folder.starts_with(L"\\\\") || folder.find(L":\\") == 1;
+}
+
+// The program in the folder, which may come without its ".exe"; "" when it is not there.
+WString ProgramIn(const WString& folder, const WString& name) {
+    WString path(folder.size() + name.size() + MAX_PATH, L'\0');
+    const DWORD length = SearchPathW(folder.c_str(), name.c_str(), L".exe",
+                                     static_cast<DWORD>(path.size()), path.data(), nullptr);
+    path.resize(length < path.size() ? length : 0);
+    return path;
+}
+
+// The path of a program. "" for a name that no absolute folder of PATH has: left to itself the
+// system would begin with the folder of this program and with the working folder.
+WString ProgramPath(const WString& name) {
+    if (name.find_first_of(L"\\/:") != WString::npos) {
+        return name;
+    }
+    const WString list = Environment(L"PATH");
+    WString path;
+    for (std::size_t start = 0; start < list.size() && path.empty();) {
+        const std::size_t end = std::min(list.find(L';', start), list.size());
+        WString folder = list.substr(start, end - start);
+        std::erase(folder, L'"');
+        path = IsAbsolute(folder) ? ProgramIn(folder, name) : WString();
+        start = end + 1;
+    }
+    return path;
+}
+
 constexpr UINT kKilled = 137;  // what SIGKILL gives elsewhere
 
 HANDLE HandleOf(std::intptr_t handle) {
@@ -167,9 +200,14 @@ HostChild HostChild::Start(const std::vector<std::string>& command,
     startup.StartupInfo.hStdOutput = streams.Stream(1);
     startup.StartupInfo.hStdError = streams.Stream(2);
     startup.lpAttributeList = attributes.get();
+    const WString program = ProgramPath(WideFromUtf8(command[0]));
+    if (program.empty()) {
+        SetLastError(ERROR_FILE_NOT_FOUND);
+        return child;
+    }
     WString line = CommandLine(command);
     PROCESS_INFORMATION process{};
-    if (!attributes || !CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE,
+    if (!attributes || !CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE,
                                        EXTENDED_STARTUPINFO_PRESENT | CREATE_SUSPENDED, nullptr,
                                        nullptr, &startup.StartupInfo, &process)) {
         return child;
