@@ -181,7 +181,7 @@ void RingWithViewer(benchmark::State& state) {
 }
 BENCHMARK(RingWithViewer);
 
-// Messages that the file declines and nobody watches, for counting system calls.
+// Messages that the file declines and no viewer runs, for counting system calls.
 void ManyWithoutViewer(int count) {
     Configure(0, {});
     for (int done = 0; done < count; ++done) {

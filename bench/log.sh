@@ -47,7 +47,7 @@ calls() {
     awk '$1 ~ /^[0-9.]+$/ && $NF != "total" { print $NF, $4 }' "$result/calls" | sort
 }
 
-# System calls a message, where nothing is written and nobody watches.
+# System calls a message, where nothing is written and no viewer runs.
 calls_without_viewer() {
     calls 1000 >"$result/few"
     calls 2000 >"$result/many"

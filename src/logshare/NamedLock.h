@@ -1,4 +1,5 @@
-// Holding named mutexes, and making objects that every account may open.
+// Holding named mutexes, and making objects that every account may open (on Linux: every process of
+// the account).
 #pragma once
 
 #include "platform/Platform.h"

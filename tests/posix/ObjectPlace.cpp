@@ -14,7 +14,6 @@
 #include <string>
 
 #include "platform/posix/Descriptor.h"
-#include "platform/posix/named/NameSweep.h"
 
 namespace {
 
@@ -33,9 +32,7 @@ Descriptor LockPlace(const std::string& path) {
     return locked ? std::move(place) : Descriptor();
 }
 
-// The sweep comes first: it removes memory that would outlive the files.
 void RemovePlace(const std::string& path) {
-    SweepNameFiles((path + "/").c_str());
     std::error_code ignored;
     std::filesystem::remove_all(path, ignored);
 }
@@ -89,7 +86,7 @@ std::unique_ptr<Place> MakePlace(const std::string& folder) {
         RemoveDeadPlaces(folder);
         place = place != nullptr ? std::move(place) : MakePlace(folder);
     }
-    // Tests that run as root share objects with other accounts.
+    // Tests that run as root let other accounts have their folders there.
     if (place == nullptr || (geteuid() == 0 && chmod(place->path.c_str(), kForAllAccounts) != 0)) {
         std::perror("no folder for the named objects of the tests");
         std::abort();

@@ -69,13 +69,14 @@ bool PlanDisposition(DWORD disposition, OpenPlan* plan) {
     }
 }
 
-// Opens as planned; a file that this call makes is open to every account, whatever the umask.
-Descriptor OpenForAll(const std::string& path, const OpenPlan& plan) {
-    constexpr mode_t kEveryone = 0666;
-    Descriptor made = OpenLocked(path, plan.flags | O_EXCL, plan.lockOperation, plan.regularOnly);
+// Opens as planned; a file that this call makes is open to its owner alone, whatever the umask.
+Descriptor OpenForOwner(const std::string& path, const OpenPlan& plan) {
+    constexpr mode_t kOwner = 0600;
+    Descriptor made =
+        OpenLocked(path, plan.flags | O_EXCL, plan.lockOperation, plan.regularOnly, kOwner);
     if (made) {
         // Not a failure: some file systems have no modes.
-        static_cast<void>(fchmod(made.get(), kEveryone));
+        static_cast<void>(fchmod(made.get(), kOwner));
         return made;
     }
     if (GetLastError() != ERROR_FILE_EXISTS || (plan.flags & O_EXCL) != 0) {
@@ -85,7 +86,7 @@ Descriptor OpenForAll(const std::string& path, const OpenPlan& plan) {
     Descriptor found =
         OpenLocked(path, plan.flags & ~O_CREAT, plan.lockOperation, plan.regularOnly);
     return !found && GetLastError() == ERROR_FILE_NOT_FOUND
-               ? OpenLocked(path, plan.flags, plan.lockOperation, plan.regularOnly)
+               ? OpenLocked(path, plan.flags, plan.lockOperation, plan.regularOnly, kOwner)
                : std::move(found);
 }
 
@@ -132,13 +133,12 @@ HANDLE CreateFileW(const WCHAR* path, DWORD access, DWORD share, SECURITY_ATTRIB
         return INVALID_HANDLE_VALUE;
     }
     std::string bytes;
-    bool openToAll = false;
-    if (!ReadSecurity(security, &openToAll) || !PathFromWide(path, &bytes)) {
+    if (!IsSecuritySupported(security) || !PathFromWide(path, &bytes)) {
         return INVALID_HANDLE_VALUE;
     }
     Descriptor descriptor =
-        openToAll && (plan.flags & O_CREAT) != 0
-            ? OpenForAll(bytes, plan)
+        security != nullptr && (plan.flags & O_CREAT) != 0
+            ? OpenForOwner(bytes, plan)
             : OpenLocked(bytes, plan.flags, plan.lockOperation, plan.regularOnly);
     if (!descriptor) {
         return INVALID_HANDLE_VALUE;

@@ -10,12 +10,10 @@ namespace {
 
 // Each attempt fails only if another process replaces the file between open and lock.
 constexpr int kMostAttempts = 100;
-constexpr mode_t kNewFileMode = 0666;  // less the process's umask
 
-Descriptor OpenRetried(const std::string& path, int flags) {
-    return Descriptor(Uninterrupted([&] {
-        return open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, kNewFileMode);
-    }));
+Descriptor OpenRetried(const std::string& path, int flags, mode_t mode) {
+    return Descriptor(Uninterrupted(
+        [&] { return open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, mode); }));
 }
 
 LockOutcome LockFailed(DWORD code) {
@@ -57,9 +55,10 @@ LockOutcome LockNamedFile(int file, const std::string& path, int lockOperation) 
     return same ? LockOutcome::Done : LockOutcome::Replaced;
 }
 
-Descriptor OpenLocked(const std::string& path, int flags, int lockOperation, bool regularOnly) {
+Descriptor OpenLocked(const std::string& path, int flags, int lockOperation, bool regularOnly,
+                      mode_t mode) {
     for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
-        Descriptor file = OpenRetried(path, flags);
+        Descriptor file = OpenRetried(path, flags, mode);
         if (!file) {
             SetLastError(OpenErrorAt(errno, path));
             return file;

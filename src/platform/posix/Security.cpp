@@ -28,16 +28,13 @@ BOOL SetSecurityDescriptorDacl(void* descriptor, BOOL present, ACL* dacl, BOOL) 
     return TRUE;
 }
 
-bool ReadSecurity(const SECURITY_ATTRIBUTES* security, bool* everyone) {
-    *everyone = false;
+bool IsSecuritySupported(const SECURITY_ATTRIBUTES* security) {
     if (security == nullptr) {
         return true;
     }
     const auto* const descriptor =
         static_cast<const SECURITY_DESCRIPTOR*>(security->lpSecurityDescriptor);
-    *everyone = descriptor != nullptr && descriptor->daclPresent != FALSE;
-    if (security->bInheritHandle != FALSE || (*everyone && descriptor->dacl != nullptr)) {
-        return Fail(ERROR_NOT_SUPPORTED) != FALSE;
-    }
-    return true;
+    const bool hasList = descriptor != nullptr && descriptor->daclPresent != FALSE;
+    return (security->bInheritHandle == FALSE && (!hasList || descriptor->dacl == nullptr)) ||
+           Fail(ERROR_NOT_SUPPORTED) != FALSE;
 }

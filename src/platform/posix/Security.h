@@ -1,8 +1,8 @@
-// Security attributes: everybody or the owner alone.
+// Security attributes. Everything belongs to the account that makes it, so the list that lets every
+// account in means every process of this account.
 #pragma once
 
 #include "platform/Platform.h"
 
-// Whether an object with these attributes (null: none) is for every account. False for what is not
-// supported, with the last error set.
-bool ReadSecurity(const SECURITY_ATTRIBUTES* security, bool* everyone);
+// False, with the last error set, for attributes that are neither null nor a null access list.
+bool IsSecuritySupported(const SECURITY_ATTRIBUTES* security);

@@ -318,12 +318,26 @@ TEST_F(SyncUploadTest, AReaderOfTheNewListingIsWaitedFor) {
     ASSERT_EQ(mkfifo("tree/pipe", 0600), 0);
     WriteBytes("rsh",
                "#!/bin/sh\nshift\n"
-               "flock -s st/syncing sleep 1 >/dev/null 2>&1 </dev/null &\n"
+               "flock -s st/syncing sleep 3 >/dev/null 2>&1 </dev/null &\n"
                "while flock -n st/syncing true; do :; done\n"
                "exec sh -c \"$*\"\n");
     const ToolResult result = Sync("rsync:host:" + fs::absolute("the copy").string());
     EXPECT_EQ(result.exitCode, 0) << result.err;
     EXPECT_TRUE(fs::exists("st/base"));
+}
+
+// The same at the end of a run that is stopped: that it was stopped is written down.
+TEST_F(SyncUploadTest, AStoppedRunWaitsForAReaderToo) {
+    WriteBytes("stop.sh", "");
+    ASSERT_EQ(Sync("cmd:sh stop.sh {list}").exitCode, 0);
+    WriteBytes("tree/new", "1");
+    WriteBytes("stop.sh",
+               "flock -s st/last.json sleep 1 >/dev/null 2>&1 </dev/null &\n"
+               "while flock -n st/last.json true; do :; done\n"
+               "kill $PPID\nsleep 5\n");
+    EXPECT_EQ(Sync("cmd:sh stop.sh {list}").exitCode, 143);
+    const ToolResult status = Run("status --state st --json");
+    EXPECT_NE(status.out.find("\"last_exit_code\":143"), std::string::npos) << status.out;
 }
 
 TEST_F(SyncUploadTest, AnUploaderThatOutlivesItsRunHoldsTheLock) {

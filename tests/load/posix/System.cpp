@@ -2,7 +2,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <sstream>
 
 #include "TestSupport.h"
 #include "load/LoadRoles.h"
@@ -20,13 +19,6 @@ int TracesOf(const std::set<DWORD>& dead) {
             ObjectName object;
             traces += !ParseObjectName(name.c_str(), &object) || access(object.path, F_OK) == 0;
         }
-    }
-    std::istringstream segments(ReadBytes("/proc/sysvipc/shm"));
-    std::string line;
-    std::getline(segments, line);
-    for (long long key, id, mode, size, maker; segments >> key >> id >> mode >> size >> maker;) {
-        traces += dead.contains(static_cast<DWORD>(maker));
-        std::getline(segments, line);
     }
     return traces;
 }

@@ -24,14 +24,14 @@ TEST(PosixSystem, VersionNoteSurvivesEveryDamage) {
     }
 }
 
-TEST(PosixSystem, NewLogFilesAreOpenToAllAndOldOnesStay) {
+TEST(PosixSystem, NewLogFilesAreForTheirOwnerAndOldOnesStay) {
     const TempFolder folder;
-    const mode_t before = umask(027);
+    const mode_t before = umask(0);
     SECURITY_DESCRIPTOR everyone{TRUE, nullptr};
     SECURITY_ATTRIBUTES security{sizeof security, &everyone, FALSE};
     WriteBytes(folder / "old", "text");
     for (const auto& [name, mode, size] :
-         {std::tuple("new", mode_t{0666}, 0), std::tuple("old", mode_t{0640}, 4)}) {
+         {std::tuple("new", mode_t{0600}, 0), std::tuple("old", mode_t{0666}, 4)}) {
         const HANDLE file = CreateFileW(folder.wide(name).c_str(), GENERIC_READ | GENERIC_WRITE, 3,
                                         &security, OPEN_ALWAYS, FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
         LARGE_INTEGER end{};

@@ -11,7 +11,7 @@ JsonFields NoFields() {
 constexpr std::array kCommands = {
     Command{"sync", "bring a remote copy of folders up to date, from a snapshot", RunSync,
             EmptySyncResult},
-    Command{"status", "tell what is pending and what the last sync did", RunStatus,
+    Command{"status", "show what is pending and what the last sync did", RunStatus,
             EmptyStatusResult},
     Command{"snapshots", "list or remove the snapshots that killed runs have left", RunSnapshots,
             nullptr},

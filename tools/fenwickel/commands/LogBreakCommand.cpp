@@ -6,6 +6,7 @@
 #include "Options.h"
 #include "log/ExecutableName.h"
 #include "log/LibraryLog.h"
+#include "log/LogAccount.h"
 #include "log/StoppedThreads.h"
 #include "logshare/BreakpointTable.h"
 #include "logshare/LogViewer.h"
@@ -115,7 +116,7 @@ void Break(const LogBreakOptions& options, const std::string& who) {
     } catch (const OutputClosed&) {
         // the reader of the pipe has seen enough
     }
-    // The table does this again when it goes, should its mutex not be had here.
+    // The table does this again when it is destroyed, in case its mutex was not free here.
     table.ReleaseMine();
 }
 
@@ -126,6 +127,8 @@ int RunLogBreak(const Command& command, std::vector<std::string> arguments) {
     if (!options) {
         return ExitCode::Done;
     }
+    ActFor(options->user);
+    RequireSharedObjects();
     HostCatchStopSignals();
     const LibraryLog log;
     Break(*options, std::string("fenwickel ") + command.name);

@@ -8,6 +8,7 @@
 #include "Options.h"
 #include "listing/StateFiles.h"
 #include "log/LibraryLog.h"
+#include "log/LogAccount.h"
 #include "log/LogFileStream.h"
 #include "log/LogTime.h"
 #include "platform/Text.h"
@@ -132,6 +133,7 @@ int RunLogCat(const Command& command, std::vector<std::string> arguments) {
     }
     const Filter filter = ParseFilter(*options);
     const WString path = PathArgument("FILE", options->file);
+    ActFor(options->user);
     HostCatchStopSignals();
     const LibraryLog log;
     LogFileStream stream(path);

@@ -6,6 +6,7 @@
 #include "Options.h"
 #include "listing/StateFiles.h"
 #include "log/LibraryLog.h"
+#include "log/LogAccount.h"
 #include "log/LogConfig.h"
 #include "logshare/SharedText.h"
 #include "report/ExitCodes.h"
@@ -92,6 +93,7 @@ int RunLogLevel(const Command& command, std::vector<std::string> arguments) {
     }
     const DWORD processId = ParseProcessId(options->process);
     const int level = ParseNewLevel(options->value);
+    ActFor(options->user);
     const LibraryLog log;
     const LogConfig config(processId);
     config.Use([&](LogCfgBlock& block) { SetLevel(block, options->module, level); });
@@ -106,6 +108,7 @@ int RunLogFile(const Command& command, std::vector<std::string> arguments) {
     }
     const DWORD processId = ParseProcessId(options->process);
     const WString path = ParseFile(options->value);
+    ActFor(options->user);
     const LibraryLog log;
     const LogConfig config(processId);
     config.Use([&](LogCfgBlock& block) { SetFile(block, options->module, path); });

@@ -4,6 +4,7 @@
 #include "Commands.h"
 #include "Options.h"
 #include "log/LibraryLog.h"
+#include "log/LogAccount.h"
 #include "log/LogConfig.h"
 #include "logshare/SharedText.h"
 #include "report/ExitCodes.h"
@@ -102,6 +103,7 @@ int RunLogShow(const Command& command, std::vector<std::string> arguments) {
         return ExitCode::Done;
     }
     const DWORD processId = ParseProcessId(options->process);
+    ActFor(options->user);
     const LibraryLog log;
     const LogConfig config(processId);
     const std::vector<LogSettings> rows = Read(config);

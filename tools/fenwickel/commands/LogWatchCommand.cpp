@@ -7,6 +7,7 @@
 #include "Options.h"
 #include "log/ExecutableName.h"
 #include "log/LibraryLog.h"
+#include "log/LogAccount.h"
 #include "log/LogRecordText.h"
 #include "log/WatchedExecutables.h"
 #include "logshare/BreakpointTable.h"
@@ -166,6 +167,8 @@ int RunLogWatch(const Command& command, std::vector<std::string> arguments) {
     for (const std::string& name : options->executables) {
         ExecutableName(name);  // a wrong one is told before anything is made
     }
+    ActFor(options->user);
+    RequireSharedObjects();
     HostCatchStopSignals();
     const LibraryLog log;
     try {

@@ -101,7 +101,7 @@ void Define(CLI::App& app, SyncOptions& options) {
         ->type_name("MODE");
     DefineIgnores(app, options.ignores);
     DefineBrakes(app, options);
-    app.add_flag("-n,--dry-run", options.dryRun, "Tell what would be done, and do nothing");
+    app.add_flag("-n,--dry-run", options.dryRun, "Print what a run would do, and send nothing");
     app.add_flag("--replace-pending", options.replacePending, "Discard a run that is pending");
     app.add_option("--lock-wait", options.lockWait,
                    "Wait so many seconds for another run on the same state")
@@ -123,6 +123,14 @@ void Define(CLI::App& app, SnapshotsOptions& options) {
         ->type_name("");
 }
 
+// json says what --json prints.
+void DefineLog(CLI::App& app, LogOptions& options, const char* json) {
+    app.add_option("--user", options.user,
+                   "As root: act for this account, whose programs and viewer are meant")
+        ->type_name("NAME|UID");
+    app.add_flag("--json", options.json, json);
+}
+
 void DefineProcess(CLI::App& app, std::string& process) {
     app.add_option("PID", process, "Id of a running process that loads the library")
         ->required()
@@ -131,7 +139,7 @@ void DefineProcess(CLI::App& app, std::string& process) {
 
 void Define(CLI::App& app, LogShowOptions& options) {
     DefineProcess(app, options.process);
-    app.add_flag("--json", options.json, "Print one JSON object for the process and per module");
+    DefineLog(app, options, "Print one JSON object for the process and per module");
 }
 
 void DefineChange(CLI::App& app, LogChangeOptions& options, const char* name, const char* help) {
@@ -139,7 +147,7 @@ void DefineChange(CLI::App& app, LogChangeOptions& options, const char* name, co
     app.add_option(name, options.value, help)->required()->type_name("");
     app.add_option("--module", options.module, "Only for this module, as log show names it")
         ->type_name("NAME");
-    app.add_flag("--json", options.json, "Print one JSON object");
+    DefineLog(app, options, "Print one JSON object");
 }
 
 void Define(CLI::App& app, LogLevelOptions& options) {
@@ -162,7 +170,7 @@ void Define(CLI::App& app, LogCatOptions& options) {
     app.add_option("--since", options.since,
                    "Only messages from then on: 2026-11-22, 2026-11-22T09:05:07, or 09:05 today")
         ->type_name("TIME");
-    app.add_flag("--json", options.json, "Print one JSON object per message");
+    DefineLog(app, options, "Print one JSON object per message");
 }
 
 void Define(CLI::App& app, LogWatchOptions& options) {
@@ -175,7 +183,7 @@ void Define(CLI::App& app, LogWatchOptions& options) {
         ->type_name("N");
     app.add_option("--grep", options.text, "Only messages that hold TEXT; case counts")
         ->type_name("TEXT");
-    app.add_flag("--json", options.json, "Print one JSON object per message");
+    DefineLog(app, options, "Print one JSON object per message");
 }
 
 void Define(CLI::App& app, LogBreakOptions& options) {
@@ -196,13 +204,13 @@ void Define(CLI::App& app, LogBreakOptions& options) {
                    "without it Enter lets the oldest go on, and after the end of the input each "
                    "goes on at once")
         ->type_name("SECONDS");
-    app.add_flag("--json", options.json, "Print one JSON object per hit and per release");
+    DefineLog(app, options, "Print one JSON object per hit and per release");
 }
 
 // An unset variable of a script leaves a value empty, which would mean something else here.
 void RequireValues(const CLI::App& app) {
     for (const char* const name :
-         {"--to", "--run", "--level", "--since", "--grep", "--text", "--module"}) {
+         {"--to", "--run", "--level", "--since", "--grep", "--text", "--module", "--user"}) {
         const CLI::Option* const option = app.get_option_no_throw(name);
         if (option != nullptr && option->count() != 0 && option->as<std::string>().empty()) {
             throw Failure(ExitCode::Usage, std::string(name) +

@@ -45,45 +45,46 @@ struct SnapshotsOptions {
     bool json = false;
 };
 
-struct LogShowOptions {
-    std::string process;
+// What the log commands have in common.
+struct LogOptions {
+    std::string user;  // "": this account
     bool json = false;
 };
 
+struct LogShowOptions : LogOptions {
+    std::string process;
+};
+
 // What log level and log file have in common.
-struct LogChangeOptions {
+struct LogChangeOptions : LogOptions {
     std::string process;
     std::string value;
     std::string module;  // empty: the whole process
-    bool json = false;
 };
 
 struct LogLevelOptions : LogChangeOptions {};
 struct LogFileOptions : LogChangeOptions {};
 
-struct LogCatOptions {
+struct LogCatOptions : LogOptions {
     std::string file;
     std::string level;
     std::string text;
     std::string since;
     bool follow = false;
-    bool json = false;
 };
 
-struct LogWatchOptions {
+struct LogWatchOptions : LogOptions {
     std::vector<std::string> executables;  // empty: every one that runs
     std::optional<int> level;
     std::string text;
-    bool json = false;
 };
 
-struct LogBreakOptions {
+struct LogBreakOptions : LogOptions {
     std::string executable;
     std::string text;
     std::uint32_t process = 0;                  // 0: any
     std::uint32_t thread = 0;                   // 0: any
     std::optional<std::uint32_t> releaseAfter;  // seconds
-    bool json = false;
 };
 
 // Parses the arguments of the command into its options, one of the structures above. Nothing when

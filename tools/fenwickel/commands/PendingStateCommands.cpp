@@ -13,9 +13,8 @@
 
 namespace {
 
-// The run that is not ended. Throws Failure (NothingPending) when there is none, or another one
-// than
-// --run names.
+// The run that is not ended. Throws Failure (NothingPending) when there is none, or when --run
+// names another one.
 RunRecord RequireRun(const StateFolder& state, const PendingOptions& options) {
     const std::optional<RunRecord> run = LoadRun(state);
     if (!run) {

@@ -22,7 +22,7 @@ std::string NextCommands(const SyncRequest& request, const RunSummary& summary) 
     return text + EndCommands(request.options.state, summary.run);
 }
 
-// The run has ended well, whatever becomes of its summary.
+// The run has ended well, also when its summary cannot be printed.
 void Print(const SyncRequest& request, const RunSummary& summary) {
     try {
         if (request.options.json) {
@@ -61,7 +61,8 @@ int RunSync(const Command& command, std::vector<std::string> arguments) {
     HostCatchStopSignals();
     CreateStateFolder(request.state);
     const LibraryLog library(request.state.path);
-    const RunSummary summary = Synchronise(request, library);
+    const auto lock = LockState(request);
+    const RunSummary summary = Synchronise(request, *lock, library);
     Print(request, summary);
     return options->exitCode && HasChanges(summary) ? ExitCode::ChangesExist : ExitCode::Done;
 }

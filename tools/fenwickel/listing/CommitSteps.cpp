@@ -7,6 +7,7 @@
 #include "report/Json.h"
 #include "report/Output.h"
 #include "report/Patience.h"
+#include "system/StopSignals.h"
 
 namespace {
 
@@ -29,7 +30,8 @@ int TakeEffect(const StateFiles& state) {
     database.SetDBContext(context);
     const Patience patience(kFilePatience);
     int code = database.TakeEffectNewSyncDB();
-    while (code == static_cast<int>(ERROR_SHARING_VIOLATION) && patience.Nap()) {
+    while (code == static_cast<int>(ERROR_SHARING_VIOLATION) && HostStopExitCode() == 0 &&
+           patience.Nap()) {
         code = database.TakeEffectNewSyncDB();
     }
     return code;

@@ -32,7 +32,8 @@ struct StateRole {
     const WString& path;
 };
 
-// A path argument in the library's form. Throws Failure (Usage) when it is empty or has none.
+// A path argument in the library's form. Throws Failure (Usage) when it is
+// empty or the working folder, which it needs, is gone.
 WString PathArgument(const std::string& name, const std::string& argument);
 
 // For a path that should be a folder and is none: `cannot ACTION "PATH": WHY: REMEDY`.

@@ -8,6 +8,7 @@
 #include "platform/Text.h"
 #include "report/ExitCodes.h"
 #include "report/Failure.h"
+#include "system/Accounts.h"
 #include "system/Paths.h"
 #include "system/Processes.h"
 
@@ -28,6 +29,10 @@ Failure OpenFailure(DWORD processId) {
         return {ExitCode::Failed,
                 "no " + process + " runs: take the id from the system's list of processes"};
     }
+    if (const std::string problem = HostObjectsProblem(); !problem.empty()) {
+        return {ExitCode::Failed, process + " cannot be steered: " + problem +
+                                      ": have root remove it, then restart the process"};
+    }
     if (code == ERROR_FILE_NOT_FOUND) {
         return {ExitCode::Failed, process +
                                       " has no log configuration: it does not load the library, "
@@ -44,7 +49,21 @@ Failure DamagedFailure(DWORD processId, const char* how) {
                                   how + "): restart the process"};
 }
 
-// The handle, unless it could not be had.
+// A process that has changed its account keeps what it has opened as the first one, so root looks
+// at its own objects first and then, for good, at those of the process's account.
+HANDLE OpenMutexOf(DWORD processId) {
+    const WString name = LogCfgMutexName(processId);
+    const HANDLE mutex = OpenMutexW(MUTEX_ALL_ACCESS, FALSE, name.c_str());
+    const DWORD code = mutex == nullptr ? GetLastError() : ERROR_SUCCESS;
+    const auto account = HostAccountOfProcess(processId);
+    if (code == ERROR_FILE_NOT_FOUND && account && HostBecomeAccount(*account)) {
+        return OpenMutexW(MUTEX_ALL_ACCESS, FALSE, name.c_str());
+    }
+    SetLastError(code);
+    return mutex;
+}
+
+// The handle, unless it could not be opened.
 OwnedHandle Opened(HANDLE handle, DWORD processId) {
     if (handle == nullptr) {
         throw OpenFailure(processId);
@@ -56,8 +75,7 @@ OwnedHandle Opened(HANDLE handle, DWORD processId) {
 
 LogConfig::LogConfig(DWORD processId)
     : m_processId(processId),
-      m_mutex(Opened(OpenMutexW(MUTEX_ALL_ACCESS, FALSE, LogCfgMutexName(processId).c_str()),
-                     processId)),
+      m_mutex(Opened(OpenMutexOf(processId), processId)),
       m_mapping(Opened(OpenSharedBlock(LogCfgBlockName(processId), LogCfgLocalBlockName(processId)),
                        processId)),
       m_block(m_mapping.get()) {

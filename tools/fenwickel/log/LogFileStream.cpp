@@ -1,7 +1,5 @@
 #include "LogFileStream.h"
 
-#include <string_view>
-
 #include "logshare/LogFileName.h"
 #include "report/ExitCodes.h"
 #include "report/Failure.h"

@@ -4,7 +4,6 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
-#include <optional>
 #include <string>
 
 #include "logshare/BreakpointTable.h"

@@ -1,6 +1,8 @@
 #include "Failure.h"
 
+#include "ExitCodes.h"
 #include "fenwickel/SyncCodes.h"
+#include "platform/Platform.h"
 #include "platform/Text.h"
 #include "system/ErrorText.h"
 #include "system/Paths.h"
@@ -43,6 +45,16 @@ Failure SystemFailure(int exitCode, const std::string& action, const WString& pa
     const int result = static_cast<int>(code);
     return {exitCode, result,
             "cannot " + action + " " + Quoted(path) + ": " + Reason(result) + ": " + remedy};
+}
+
+Failure FileFailure(const std::string& action, const WString& path, std::uint32_t code) {
+    const char* remedy = "make the file and its folder readable and writable";
+    if (code == ERROR_DISK_FULL) {
+        remedy = "free some space";
+    } else if (code == ERROR_SHARING_VIOLATION || code == ERROR_ACCESS_DENIED) {
+        remedy = "end the program that has it open, or make it and its folder writable";
+    }
+    return SystemFailure(ExitCode::Failed, action, path, code, remedy);
 }
 
 std::string Quoted(const WString& path) {

@@ -30,6 +30,10 @@ private:
 Failure SystemFailure(int exitCode, const std::string& action, const WString& path,
                       std::uint32_t code, const std::string& remedy);
 
+// The same for a file of the tool's own that cannot be read, written or replaced, with a remedy for
+// the code.
+Failure FileFailure(const std::string& action, const WString& path, std::uint32_t code);
+
 // The path for a message: UTF-8 in quotes, control characters escaped.
 std::string Quoted(const WString& path);
 

@@ -19,8 +19,7 @@ public:
         }
     }
 
-    // Writes what is left, forces all of it to the disk and closes the file. Without it the end of
-    // the file is missing.
+    // Writes what is left and closes the file. Without it the end of the file is missing.
     void Finish();
 
     const WString& Path() const { return m_path; }

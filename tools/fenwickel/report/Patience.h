@@ -7,7 +7,8 @@
 // some systems a file that is open cannot be replaced, renamed or deleted.
 inline constexpr std::chrono::seconds kFilePatience{10};
 
-// The naps between attempts, from construction until the time is over or a stop request comes.
+// The naps between attempts, from construction until the time is over. A stop request does not end
+// them: the end of a stopped run is written down, too.
 class Patience {
 public:
     explicit Patience(std::chrono::milliseconds limit)

@@ -1,6 +1,5 @@
 #include "WholeFile.h"
 
-#include "ExitCodes.h"
 #include "Failure.h"
 #include "FileWriter.h"
 #include "Patience.h"
@@ -13,13 +12,6 @@ constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELE
 
 bool IsMissing(DWORD code) {
     return code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND;
-}
-
-Failure CannotAccess(const char* action, const WString& path, DWORD code = GetLastError()) {
-    return SystemFailure(
-        code == ERROR_SHARING_VIOLATION ? ExitCode::Held : ExitCode::Failed, action, path, code,
-        code == ERROR_DISK_FULL ? "free some space"
-                                : "make the file and its folder readable and writable");
 }
 
 // Forces the file to the disk.
@@ -40,7 +32,7 @@ void Replacement::PutInPlace() const {
         const DWORD code = GetLastError();
         const bool mayPass = code == ERROR_ACCESS_DENIED || code == ERROR_SHARING_VIOLATION;
         if (!mayPass || !patience.Nap()) {
-            throw CannotAccess("replace", m_file, code);
+            throw FileFailure("replace", m_file, code);
         }
     }
 }
@@ -52,7 +44,7 @@ std::optional<std::string> ReadWholeFile(const WString& path) {
         if (IsMissing(GetLastError())) {
             return {};
         }
-        throw CannotAccess("read", path);
+        throw FileFailure("read", path, GetLastError());
     }
     std::string bytes;
     DWORD count = 1;
@@ -61,7 +53,7 @@ std::optional<std::string> ReadWholeFile(const WString& path) {
         bytes.resize(filled + kPieceBytes);
         if (!ReadFile(file.get(), bytes.data() + filled, static_cast<DWORD>(kPieceBytes), &count,
                       nullptr)) {
-            throw CannotAccess("read", path);
+            throw FileFailure("read", path, GetLastError());
         }
         bytes.resize(filled + count);
     }
@@ -78,6 +70,6 @@ void WriteWholeFile(const WString& path, const std::string& bytes) {
 
 void RemoveFile(const WString& path) {
     if (!DeleteFileW(path.c_str()) && !IsMissing(GetLastError())) {
-        throw CannotAccess("delete", path);
+        throw FileFailure("delete", path, GetLastError());
     }
 }

@@ -84,7 +84,7 @@ std::string DeleteOverride(std::uint64_t lost) {
 }
 
 // alsoNeeded names what else it takes, when the next brake would stop these deletions.
-void CheckEmptied(const StateSettings& now, const ListingCounts& base,
+void CheckEmptied(const StateSettings& now, const KnownCounts& base,
                   const std::vector<std::uint64_t>& foundPerFolder, std::uint64_t lost,
                   const std::string& alsoNeeded) {
     for (std::size_t i = 0; i < now.folders.size(); ++i) {
@@ -118,8 +118,8 @@ DeleteLimit ParseDeleteLimit(const std::string& argument) {
     return limit;
 }
 
-void CheckFolders(const StateSettings* settings, const StateSettings& now,
-                  const ListingCounts& base, const BrakeOptions& options) {
+void CheckFolders(const StateSettings* settings, const StateSettings& now, const KnownCounts& base,
+                  const BrakeOptions& options) {
     for (std::size_t i = 0; i < now.folders.size(); ++i) {
         const std::uint64_t known = At(base.perFolder, i);
         CheckIsThere(now.folders[i], known);
@@ -132,7 +132,7 @@ void CheckFolders(const StateSettings* settings, const StateSettings& now,
     }
 }
 
-void CheckCounts(const StateSettings& now, const ListingCounts& base,
+void CheckCounts(const StateSettings& now, const KnownCounts& base,
                  const std::vector<std::uint64_t>& foundPerFolder, std::uint64_t lost,
                  const RunSummary& summary, const BrakeOptions& options) {
     const bool tooMany = lost > Allowed(options.maxDelete, base.all);

@@ -25,7 +25,7 @@ struct BrakeOptions {
 };
 
 // Records per folder (by path index), and all of them.
-struct ListingCounts {
+struct KnownCounts {
     std::vector<std::uint64_t> perFolder;
     std::uint64_t all = 0;
 };
@@ -34,12 +34,12 @@ struct ListingCounts {
 // run finds; base counts the previous listing. A missing folder, and a folder on another volume
 // than before (--accept-mounts), whose listing was not empty; another list of skipped mounts
 // (--accept-mounts).
-void CheckFolders(const StateSettings* settings, const StateSettings& now,
-                  const ListingCounts& base, const BrakeOptions& options);
+void CheckFolders(const StateSettings* settings, const StateSettings& now, const KnownCounts& base,
+                  const BrakeOptions& options);
 
 // After the detection. An empty folder whose listing was not empty, or which the destination may
 // have files of (--allow-empty: base.perFolder counts these, too), more known files lost than
 // allowed (--max-delete), every known file changed (--force-all; a single file does not count).
-void CheckCounts(const StateSettings& now, const ListingCounts& base,
+void CheckCounts(const StateSettings& now, const KnownCounts& base,
                  const std::vector<std::uint64_t>& foundPerFolder, std::uint64_t lost,
                  const RunSummary& summary, const BrakeOptions& options);

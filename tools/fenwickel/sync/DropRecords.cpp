@@ -45,8 +45,7 @@ private:
 
 void Require(int code, const WString& path) {
     if (code != 0) {
-        throw SystemFailure(ExitCode::Failed, "write", path, static_cast<std::uint32_t>(code),
-                            "free space on the disk and run again; nothing was committed");
+        throw FileFailure("write", path, static_cast<std::uint32_t>(code));
     }
 }
 

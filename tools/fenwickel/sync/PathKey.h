@@ -5,7 +5,6 @@
 #include <functional>
 #include <string_view>
 #include <unordered_set>
-#include <utility>
 
 #include "fenwickel/Types.h"
 

@@ -184,7 +184,7 @@ std::string Planner::ObstacleOf(const RecordView& record, const std::string& nat
             return "it became a folder while it was read";
         case HostEntry::Unknown:
             throw SystemFailure(ExitCode::Failed, "look up", path, GetLastError(),
-                                "make it readable and run again");
+                                "remove the cause and run again");
         default:
             break;
     }

@@ -51,7 +51,9 @@ std::string CountLine(const SummaryCount& count, const RunSummary& summary) {
 }  // namespace
 
 const char* OutcomeName(RunOutcome outcome) {
-    return kOutcomes[static_cast<int>(outcome)].second;
+    return std::find_if(std::begin(kOutcomes), std::end(kOutcomes),
+                        [outcome](const auto& row) { return row.first == outcome; })
+        ->second;
 }
 
 std::string TextOf(const RunSummary& summary, const SummaryText& text) {

@@ -18,29 +18,31 @@ using View = std::basic_string_view<WCHAR>;
 struct StateName {
     const WCHAR* start;
     const WCHAR* end;  // null: start is the whole name
+    bool isReplaced;   // as a whole, by a Replacement
     bool isOfOneRun;
 };
 
-// By StateFile. The listings of a run end by its commit or discard, not by their names.
+// By StateFile. The listings of a run end by its commit or discard, not by their names. The library
+// names one file more, fenwickel.Log.
 constexpr std::array kNames = {
-    StateName{WIDE("base"), nullptr, false},
-    StateName{WIDE("base.lock"), nullptr, false},
-    StateName{WIDE("syncing"), nullptr, false},
-    StateName{WIDE("deleted"), nullptr, false},
-    StateName{WIDE("run.json"), nullptr, false},
-    StateName{WIDE("settings.json"), nullptr, false},
-    StateName{WIDE("last.json"), nullptr, false},
-    StateName{WIDE("unsettled"), nullptr, false},
-    StateName{WIDE("remove-"), WIDE(".list"), true},
-    StateName{WIDE("send-"), WIDE(".list"), true},
-    StateName{WIDE("uploader.out"), WIDE(""), true},
+    StateName{WIDE("base"), nullptr, false, false},
+    StateName{WIDE("base.lock"), nullptr, false, false},
+    StateName{WIDE("syncing"), nullptr, true, false},
+    StateName{WIDE("deleted"), nullptr, false, false},
+    StateName{WIDE("run.json"), nullptr, true, false},
+    StateName{WIDE("settings.json"), nullptr, true, false},
+    StateName{WIDE("last.json"), nullptr, true, false},
+    StateName{WIDE("unsettled"), nullptr, true, false},
+    StateName{WIDE("remove-"), WIDE(".list"), false, true},
+    StateName{WIDE("send-"), WIDE(".list"), false, true},
+    StateName{WIDE("uploader.out"), WIDE(""), false, true},
 };
 static_assert(kNames.size() == static_cast<std::size_t>(StateFile::Scratch) + 1);
 
 // What a Replacement of an entry was writing when it was killed.
 bool IsUnfinished(View name) {
     return std::any_of(kNames.begin(), kNames.end(), [name](const StateName& known) {
-        return known.end == nullptr && Replacement(known.start).Path() == name;
+        return known.isReplaced && Replacement(known.start).Path() == name;
     });
 }
 

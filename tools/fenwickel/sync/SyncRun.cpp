@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <cstdio>
-#include <memory>
 #include <utility>
 
 #include "DropRecords.h"
@@ -26,21 +25,6 @@ void Say(const std::string& text) {
     std::fprintf(stderr, "fenwickel sync: %s\n", text.c_str());
 }
 
-// Waits for another run on the state as long as the user allows.
-std::unique_ptr<StateLock> TakeLock(const SyncRequest& request) {
-    const Patience patience(std::chrono::seconds(request.options.lockWait));
-    for (;;) {
-        try {
-            return std::make_unique<StateLock>(request.state.files);
-        } catch (const Failure& failure) {
-            ThrowIfStopped();
-            if (failure.Exit() != ExitCode::Held || !patience.Nap()) {
-                throw;
-            }
-        }
-    }
-}
-
 // Finishes or refuses what an earlier run has left. Returns a run that this one discards once its
 // checks have let it begin.
 std::optional<RunRecord> SettleEarlierRun(const SyncRequest& request,
@@ -61,8 +45,8 @@ std::optional<RunRecord> SettleEarlierRun(const SyncRequest& request,
     return run;
 }
 
-ListingCounts CountKnown(const SyncRequest& request) {
-    ListingCounts counts;
+KnownCounts CountKnown(const SyncRequest& request) {
+    KnownCounts counts;
     counts.perFolder =
         CountBase(request.state.files.base, "sync",
                   "restore it, or delete it to start over with every file sent again");
@@ -80,7 +64,8 @@ public:
         : m_request(request),
           m_library(library),
           m_earlier(std::move(earlier)),
-          m_start(std::chrono::steady_clock::now()) {
+          m_start(std::chrono::steady_clock::now()),
+          m_mayDiscard(!m_earlier) {
         Summary().run = NewRunId();
         Summary().started = TimestampNow();
         Summary().destination = request.options.destination;
@@ -107,8 +92,8 @@ private:
     std::optional<RunRecord> m_earlier;
     const std::chrono::steady_clock::time_point m_start;
     RunRecord m_record;
-    bool m_hasBegun = false;  // from here on run.json is of this run
-    ListingCounts m_known;
+    bool m_mayDiscard;  // no run.json of an earlier run is there
+    KnownCounts m_known;
 };
 
 std::uint64_t SyncRun::ElapsedMs() const {
@@ -144,7 +129,7 @@ void SyncRun::Prepare() {
 
 void SyncRun::Begin() {
     DiscardRun(m_request.state, std::move(m_earlier), m_library);
-    m_hasBegun = true;
+    m_mayDiscard = true;
     SaveRun(m_request.state, m_record);
 }
 
@@ -260,7 +245,7 @@ void SyncRun::EndFailed(const Failure& failure) {
         return;
     }
     try {
-        if (m_hasBegun && m_record.stage != RunStage::Committing) {
+        if (m_mayDiscard && m_record.stage != RunStage::Committing) {
             DiscardRun(m_request.state, m_record, m_library);
         }
         RunSummary last = Summary();
@@ -290,9 +275,23 @@ RunSummary SyncRun::Execute() {
 
 }  // namespace
 
-RunSummary Synchronise(SyncRequest& request, const LibraryFailures& library) {
-    const auto lock = TakeLock(request);
-    request.uploader->Share(lock->File());
+std::unique_ptr<StateLock> LockState(const SyncRequest& request) {
+    const Patience patience(std::chrono::seconds(request.options.lockWait));
+    for (;;) {
+        try {
+            return std::make_unique<StateLock>(request.state.files);
+        } catch (const Failure& failure) {
+            ThrowIfStopped();
+            if (failure.Exit() != ExitCode::Held || !patience.Nap()) {
+                throw;
+            }
+        }
+    }
+}
+
+RunSummary Synchronise(SyncRequest& request, const StateLock& lock,
+                       const LibraryFailures& library) {
+    request.uploader->Share(lock.File());
     std::optional<RunRecord> earlier = SettleEarlierRun(request, library);
     RemoveLeftoverSnapshots(request.folders);
     return SyncRun(request, std::move(earlier), library).Execute();

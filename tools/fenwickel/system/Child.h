@@ -13,9 +13,9 @@ inline constexpr std::uint32_t kHostForever = 0xFFFFFFFF;
 
 // What differs in a child process from what it would get anyway.
 struct HostChildOptions {
-    WString output;               // file for its standard output, made or emptied; "": our own
-    WString errors;               // the same for its standard error
-    bool outputToErrors = false;  // standard output goes to our own standard error
+    WString output;  // file for its standard output, made or emptied; "": as this process
+    WString errors;  // the same for its standard error
+    bool outputToErrors = false;  // standard output goes to that of this process
     HANDLE inherited = nullptr;   // an open file that stays open, and locked, until the child ends,
                                   // too; still the caller's to close
 };

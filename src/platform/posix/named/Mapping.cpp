@@ -57,9 +57,7 @@ void* MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offset
         SetLastError(ERROR_NOT_SUPPORTED);
         return nullptr;
     }
-    // A forged name file may lead to memory that has room for nothing.
-    const std::size_t capacity = object->object()->segment.Capacity();
-    if (capacity == 0 || bytes > capacity) {
+    if (bytes > object->object()->memory.Capacity()) {
         SetLastError(ERROR_ACCESS_DENIED);
         return nullptr;
     }

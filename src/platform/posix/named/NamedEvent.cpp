@@ -8,6 +8,7 @@
 #include <chrono>
 #include <climits>
 
+#include "platform/posix/Waitable.h"
 #include "platform/posix/named/NamedObject.h"
 
 namespace {
@@ -27,7 +28,7 @@ public:
     void Reset() override { Word().store(0); }
 
 private:
-    std::atomic<std::uint32_t>& Word() const { return m_use->segment.header()->word; }
+    std::atomic<std::uint32_t>& Word() const { return m_use->memory.header()->word; }
     bool TryTake() const;
     void SleepWhileUnset(nanoseconds longest) const;
 

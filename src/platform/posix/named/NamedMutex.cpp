@@ -1,11 +1,13 @@
-// Mutexes with names: flock on the name file between processes, a recursive lock between threads.
-#include <sys/file.h>
+// Mutexes with names: a robust lock of the thread library in shared memory. The kernel frees it
+// when the thread that owns it ends, and tells the next owner.
+#include <pthread.h>
 #include <time.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
 
+#include "platform/posix/ThreadLock.h"
 #include "platform/posix/named/NamedObject.h"
 
 namespace {
@@ -16,34 +18,29 @@ constexpr int kTriesBeforeNaps = 8;
 constexpr long kFirstNapNs = 20'000;
 constexpr long kLongestNapNs = 1'000'000;
 
-// Never waits. WAIT_OBJECT_0, WAIT_TIMEOUT or WAIT_FAILED.
-DWORD TryFlock(int file) {
-    if (Uninterrupted([&] { return flock(file, LOCK_EX | LOCK_NB); }) == 0) {
-        return WAIT_OBJECT_0;
-    }
-    if (errno == EWOULDBLOCK) {
-        return WAIT_TIMEOUT;
-    }
-    SetLastError(LockError(errno));
-    return WAIT_FAILED;
-}
+class NamedMutex final : public MutexObject {
+public:
+    explicit NamedMutex(NamedUse use) : m_use(std::move(use)) {}
 
-DWORD Flock(int file) {
-    if (Uninterrupted([&] { return flock(file, LOCK_EX); }) == 0) {
-        return WAIT_OBJECT_0;
-    }
-    SetLastError(LockError(errno));
-    return WAIT_FAILED;
-}
+    DWORD Wait(DWORD milliseconds) override;
+    bool Release() override;
 
-// The system has no lock with a time limit, so this tries again and again.
-DWORD FlockUntil(int file, Clock::time_point end) {
+private:
+    pthread_mutex_t* Mutex() const { return &m_use->memory.header()->mutex; }
+    bool OwnedHere() const { return m_use->owner.load() == ThreadNumber(); }
+    int Lock(DWORD milliseconds) const;
+
+    NamedUse m_use;
+};
+
+// pthread_mutex_timedlock counts by a clock that can be set, so this tries again and again.
+int LockUntil(pthread_mutex_t* mutex, Clock::time_point end) {
     long nap = kFirstNapNs;
     for (int tries = 1;; ++tries) {
-        const DWORD result = TryFlock(file);
+        const int error = pthread_mutex_trylock(mutex);
         const auto left = std::chrono::nanoseconds(end - Clock::now()).count();
-        if (result != WAIT_TIMEOUT || left <= 0) {
-            return result;
+        if (error != EBUSY || left <= 0) {
+            return error;
         }
         if (tries > kTriesBeforeNaps) {
             const timespec time{0, static_cast<long>(std::min<long long>(nap, left))};
@@ -53,58 +50,46 @@ DWORD FlockUntil(int file, Clock::time_point end) {
     }
 }
 
-class NamedMutex final : public MutexObject {
-public:
-    explicit NamedMutex(NamedUse use) : m_use(std::move(use)) {}
-
-    DWORD Wait(DWORD milliseconds) override;
-    bool Release() override;
-
-private:
-    DWORD LockFile(DWORD milliseconds, Clock::time_point start) const;
-
-    NamedUse m_use;
-};
-
-DWORD NamedMutex::LockFile(DWORD milliseconds, Clock::time_point start) const {
-    const int file = m_use->file.get();
-    const DWORD result = TryFlock(file);
-    if (result != WAIT_TIMEOUT || milliseconds == 0) {
-        return result;
+// 0, EBUSY, EOWNERDEAD, or an error.
+int NamedMutex::Lock(DWORD milliseconds) const {
+    const int error = pthread_mutex_trylock(Mutex());
+    if (error != EBUSY || milliseconds == 0) {
+        return error;
     }
     return milliseconds == INFINITE
-               ? Flock(file)
-               : FlockUntil(file, start + std::chrono::milliseconds(milliseconds));
+               ? pthread_mutex_lock(Mutex())
+               : LockUntil(Mutex(), Clock::now() + std::chrono::milliseconds(milliseconds));
 }
 
 DWORD NamedMutex::Wait(DWORD milliseconds) {
-    const Clock::time_point start = Clock::now();
-    ThreadLock& lock = m_use->lock;
-    if (lock.WaitFor(milliseconds) != WAIT_OBJECT_0) {
+    const int error = Lock(milliseconds);
+    if (error == EBUSY) {
         return WAIT_TIMEOUT;
     }
-    if (lock.Depth() > 1) {
-        return WAIT_OBJECT_0;
+    if (error != 0 && error != EOWNERDEAD) {
+        SetLastError(CommonError(error));
+        return WAIT_FAILED;
     }
-    const DWORD result = LockFile(milliseconds, start);
-    if (result != WAIT_OBJECT_0) {
-        lock.Release();
-        return result;
+    if (error == EOWNERDEAD) {
+        pthread_mutex_consistent(Mutex());
     }
-    // An owner takes its mark away before it lets go: a mark found here is that of a dead one.
-    return m_use->segment.header()->word.exchange(1) == 0 ? WAIT_OBJECT_0 : WAIT_ABANDONED;
+    if (m_use->owner.load() != ThreadNumber()) {
+        m_use->depth = 0;
+        m_use->owner.store(ThreadNumber());
+    }
+    ++m_use->depth;
+    const bool wasClosed = m_use->memory.header()->abandoned.exchange(0) != 0;
+    return error == EOWNERDEAD || wasClosed ? WAIT_ABANDONED : WAIT_OBJECT_0;
 }
 
 bool NamedMutex::Release() {
-    ThreadLock& lock = m_use->lock;
-    if (!lock.OwnedHere()) {
+    if (!OwnedHere()) {
         return false;
     }
-    if (lock.Depth() == 1) {
-        m_use->segment.header()->word.store(0);
-        flock(m_use->file.get(), LOCK_UN);
+    if (--m_use->depth == 0) {
+        m_use->owner.store(0);
     }
-    lock.Release();
+    pthread_mutex_unlock(Mutex());
     return true;
 }
 

@@ -1,23 +1,22 @@
 #include "platform/posix/named/NamedObject.h"
 
-#include <unistd.h>
+#include <pthread.h>
 
 #include <cstring>
 #include <memory>
 #include <mutex>
 
+#include "platform/posix/Errors.h"
 #include "platform/posix/Security.h"
-#include "platform/posix/named/NameSweep.h"
+#include "platform/posix/ThreadLock.h"
 
 namespace {
 
 // An attempt fails only if another process makes or ends the object meanwhile.
 constexpr int kMostCreations = 100;
-constexpr mode_t kForEveryone = 0666;
-constexpr mode_t kForOwner = 0600;
+constexpr unsigned kMakingsPerSweep = 64;
 
-// The named objects that this process has open. No thread waits for a name file while it holds the
-// lock, so that a name that another account blocks does not stop work with the others.
+// The named objects that this process has open.
 constinit std::mutex tableLock;
 constinit NamedObject* table = nullptr;
 
@@ -26,35 +25,32 @@ bool IsObjectOf(const NamedObject& object, const ObjectName& name) {
            name.text == object.text;
 }
 
-NamedUse UseLocked(NamedObject* object) {
-    ++object->uses;
-    return NamedUse(object);
-}
-
 // A use of the object when this process has it open already.
 NamedUse FindLocked(const ObjectName& name) {
     NamedObject* object = table;
     while (object != nullptr && !IsObjectOf(*object, name)) {
         object = object->next;
     }
-    return object == nullptr ? NamedUse() : UseLocked(object);
+    if (object != nullptr) {
+        ++object->uses;
+    }
+    return NamedUse(object);
 }
 
-NamedUse FindOpen(const ObjectName& name) {
-    const std::lock_guard guard(tableLock);
-    return FindLocked(name);
-}
-
-// Enters what has been connected into the table.
+// Enters what has been joined or made into the table.
 NamedUse EnterLocked(const ObjectName& name, Connection connection,
                      std::unique_ptr<NamedObject> object) {
     static_cast<Connection&>(*object) = std::move(connection);
+    const ObjectHeader& header = *object->memory.header();
+    object->kind = static_cast<NamedKind>(header.kind);
+    object->manualReset = header.manualReset != 0;
     object->local = name.local;
     name.text.copy(object->text, kObjectNameCapacity - 1);
     std::memcpy(object->path, name.path, sizeof object->path);
+    object->uses = 1;
     object->next = table;
     table = object.get();
-    return UseLocked(object.release());
+    return NamedUse(object.release());
 }
 
 NamedUse OfKind(NamedUse use, NamedKind kind) {
@@ -63,6 +59,31 @@ NamedUse OfKind(NamedUse use, NamedKind kind) {
     }
     SetLastError(ERROR_INVALID_HANDLE);
     return NamedUse();
+}
+
+// A child goes on with one thread, which owns no mutex, and with locks that it shares with its
+// parent until it takes its own.
+void LockBeforeFork() {
+    tableLock.lock();
+}
+void UnlockInParent() {
+    tableLock.unlock();
+}
+void SettleInChild() {
+    ForgetPidNamespace();
+    for (NamedObject* object = table; object != nullptr; object = object->next) {
+        object->owner.store(0);
+        object->depth = 0;
+        ReopenAfterFork(object);
+    }
+    tableLock.unlock();
+}
+
+// To be called without the lock of the table, which a fork takes under a lock of the system's own.
+// False sets the last error.
+bool ForksAreWatched() {
+    static const int error = pthread_atfork(LockBeforeFork, UnlockInParent, SettleInChild);
+    return error == 0 || Fail(ERROR_NOT_ENOUGH_MEMORY) != FALSE;
 }
 
 // Null sets the last error.
@@ -74,72 +95,77 @@ std::unique_ptr<NamedObject> NewNamedObject() {
     return object;
 }
 
-struct Creation {
-    Step step = Step::Failed;
-    NamedUse use{};     // when done
-    bool made = false;  // when done: whether the object is new
-};
-
-Creation TryCreate(const ObjectName& name, const NewObject& wanted) {
-    std::unique_ptr<NamedObject> object = NewNamedObject();
-    NameFile file;
-    if (object == nullptr || OpenNameFile(name.path, LockWay::Alone, &file) == FileState::Refused) {
-        return {};
+// *made tells of which sort a connection is that is done.
+Connecting JoinOrMake(const ObjectName& name, const NewObject& wanted, bool* made) {
+    Connecting result = JoinObject(name);
+    *made = result.step == Step::Missing;
+    if (*made) {
+        result = MakeObject(name, wanted);
     }
-    const std::lock_guard guard(tableLock);
-    if (NamedUse known = FindLocked(name)) {
-        return {Step::Done, std::move(known)};
-    }
-    Connecting result = JoinOrMake(name, wanted, &file);
-    if (result.step != Step::Done) {
-        return {result.step};
-    }
-    if (result.made && wanted.kind == NamedKind::Mutex && wanted.initial) {
-        object->lock.WaitFor(0);
-    }
-    return {Step::Done, EnterLocked(name, std::move(result.connection), std::move(object)),
-            result.made};
+    return result.step == Step::Missing ? MakePrivateObject(name, wanted) : std::move(result);
 }
 
-Creation Create(const ObjectName& name, const NewObject& wanted) {
-    for (int attempt = 0; attempt < kMostCreations; ++attempt) {
-        Creation result = TryCreate(name, wanted);
-        if (result.step != Step::Again) {
-            return result;
-        }
+void SweepNowAndThen(const ObjectName& name) {
+    static constinit std::atomic<unsigned> makings{0};
+    if (makings.fetch_add(1, std::memory_order_relaxed) % kMakingsPerSweep == 0) {
+        SweepObjects(name.place->folder);
     }
-    SetLastError(ERROR_ACCESS_DENIED);
-    return {};
 }
 
-NamedUse JoinExisting(const ObjectName& name, NamedKind kind, NameFile* file) {
+NamedUse Create(const ObjectName& name, const NewObject& wanted, bool* made) {
     std::unique_ptr<NamedObject> object = NewNamedObject();
-    if (object == nullptr) {
+    if (object == nullptr || !ForksAreWatched()) {
         return NamedUse();
     }
     const std::lock_guard guard(tableLock);
     if (NamedUse known = FindLocked(name)) {
         return known;
     }
-    Connecting result = JoinObject(name, kind, file);
-    return result.step == Step::Done
-               ? EnterLocked(name, std::move(result.connection), std::move(object))
-               : NamedUse();
+    for (int attempt = 0; attempt < kMostCreations; ++attempt) {
+        Connecting result = JoinOrMake(name, wanted, made);
+        if (result.step == Step::Failed) {
+            return NamedUse();
+        }
+        if (result.step == Step::Done) {
+            return EnterLocked(name, std::move(result.connection), std::move(object));
+        }
+    }
+    SetLastError(ERROR_ACCESS_DENIED);
+    return NamedUse();
 }
 
-// The object has left the table: ends it when no other process holds it.
-void Leave(NamedObject* object) {
-    const int file = object->file.get();
-    struct stat status;
-    // Without the lock the file stays for the next sweep.
-    if (LockNameFile(file, LockWay::Alone)) {
-        if (object->segment.Holders() == 1 && IsNamed(object->path, file, &status)) {
-            unlink(object->path);
-        }
-        object->segment = Segment();
-        UnlockNameFile(file);  // a child of fork keeps the descriptor
+NamedUse Join(const ObjectName& name) {
+    if (!ForksAreWatched()) {
+        return NamedUse();
     }
-    delete object;
+    const std::lock_guard guard(tableLock);
+    if (NamedUse known = FindLocked(name)) {
+        return known;
+    }
+    Connecting result = JoinObject(name);
+    if (result.step == Step::Missing) {
+        SetLastError(ERROR_FILE_NOT_FOUND);
+    }
+    std::unique_ptr<NamedObject> object = result.step == Step::Done ? NewNamedObject() : nullptr;
+    return object != nullptr ? EnterLocked(name, std::move(result.connection), std::move(object))
+                             : NamedUse();
+}
+
+// False when a thread of this process still owns the mutex: its memory must stay, since the kernel
+// and the thread know it as the thread's. One that the caller owns is left abandoned.
+bool MayLeave(NamedObject* object) {
+    const std::uint64_t owner = object->owner.load();
+    if (owner != 0 && owner != ThreadNumber()) {
+        return false;
+    }
+    if (owner != 0) {
+        object->memory.header()->abandoned.store(1);
+        object->owner.store(0);
+        for (; object->depth > 0; --object->depth) {
+            pthread_mutex_unlock(&object->memory.header()->mutex);
+        }
+    }
+    return true;
 }
 
 }  // namespace
@@ -148,8 +174,12 @@ NamedUse::~NamedUse() {
     if (m_object == nullptr) {
         return;
     }
+    const DWORD lastError = GetLastError();
     {
         const std::lock_guard guard(tableLock);
+        if (m_object->uses == 1 && !MayLeave(m_object)) {
+            return;  // open until the process ends, or opens the name again
+        }
         if (--m_object->uses > 0) {
             return;
         }
@@ -159,28 +189,29 @@ NamedUse::~NamedUse() {
         }
         *link = m_object->next;
     }
-    const DWORD lastError = GetLastError();
-    Leave(m_object);
+    EndObject(std::move(*m_object), m_object->path);
+    delete m_object;
     SetLastError(lastError);
 }
 
-NamedUse CreateNamed(const WCHAR* name, NewObject wanted, const SECURITY_ATTRIBUTES* security) {
-    bool everyone = false;
+NamedUse CreateNamed(const WCHAR* name, const NewObject& wanted,
+                     const SECURITY_ATTRIBUTES* security) {
     ObjectName parsed;
-    if (!ReadSecurity(security, &everyone) || !ParseObjectName(name, &parsed)) {
+    if (!IsSecuritySupported(security) || !ParseObjectName(name, &parsed)) {
         return NamedUse();
     }
-    wanted.rights = everyone ? kForEveryone : kForOwner;
-    Creation result{Step::Done, FindOpen(parsed)};
-    if (!result.use) {
-        result = Create(parsed, wanted);
+    bool made = false;
+    NamedUse use = Create(parsed, wanted, &made);
+    if (use && made) {
+        if (wanted.kind == NamedKind::Mutex && wanted.initial) {
+            use->depth = 1;
+            use->owner.store(ThreadNumber());
+        }
+        SweepNowAndThen(parsed);
     }
-    NamedUse use = OfKind(std::move(result.use), wanted.kind);
-    if (use && result.made) {
-        SweepNameFiles(ObjectFolder());
-    }
+    use = OfKind(std::move(use), wanted.kind);
     if (use) {
-        SetLastError(result.made ? ERROR_SUCCESS : ERROR_ALREADY_EXISTS);
+        SetLastError(made ? ERROR_SUCCESS : ERROR_ALREADY_EXISTS);
     }
     return use;
 }
@@ -191,34 +222,20 @@ NamedUse OpenNamed(const WCHAR* name, NamedKind kind, BOOL inherit) {
         SetLastError(name == nullptr ? ERROR_INVALID_PARAMETER : ERROR_NOT_SUPPORTED);
         return NamedUse();
     }
-    if (!ParseObjectName(name, &parsed)) {
-        return NamedUse();
-    }
-    if (NamedUse known = FindOpen(parsed)) {
-        return OfKind(std::move(known), kind);
-    }
-    NameFile file;
-    const FileState state = OpenNameFile(parsed.path, LockWay::Shared, &file);
-    if (state != FileState::Opened) {
-        if (state == FileState::Missing) {
-            SetLastError(ERROR_FILE_NOT_FOUND);
-        }
-        return NamedUse();
-    }
-    return OfKind(JoinExisting(parsed, kind, &file), kind);
+    return ParseObjectName(name, &parsed) ? OfKind(Join(parsed), kind) : NamedUse();
 }
 
 void* AddView(NamedObject* mapping) {
     const std::lock_guard guard(tableLock);
     ++mapping->uses;
     ++mapping->views;
-    return mapping->segment.payload();
+    return mapping->memory.payload();
 }
 
 NamedUse TakeView(const void* address) {
     const std::lock_guard guard(tableLock);
     for (NamedObject* object = table; object != nullptr; object = object->next) {
-        if (object->views > 0 && object->segment.payload() == address) {
+        if (object->views > 0 && object->memory.payload() == address) {
             --object->views;
             return NamedUse(object);
         }

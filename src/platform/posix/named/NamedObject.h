@@ -1,25 +1,26 @@
 // Objects with names: shared between processes, and by all handles to one name in this process.
 //
 // A named object exists as long as some process holds a handle or a view, however its processes
-// end. NamedMaking.h says how a process makes or joins it. Any thread may call any function here.
-//
-// A process has one NamedObject per name, which all its handles and views use. When the last use
-// ends, the process takes the object out of the table, locks the name file exclusively, removes the
-// file if no other process is attached to the segment and the path still names this file, detaches
-// and unlocks. If another process keeps the lock for a second, the file stays for the sweep.
-// The system frees the segment with its last holder, however that ends; a killed process leaves the
-// file to the sweep.
+// end. ObjectFile.h says how. Any thread may call any function here. A child of fork holds what its
+// parent holds, but owns no mutex.
 #pragma once
 
-#include "platform/posix/ThreadLock.h"
-#include "platform/posix/named/NamedMaking.h"
+#include <atomic>
+
+#include "platform/posix/Handle.h"
+#include "platform/posix/named/ObjectFile.h"
 
 // This process's share of an object.
 struct NamedObject : Connection {
+    NamedKind kind = NamedKind::Mutex;
+    bool manualReset = false;
     bool local = false;
     WCHAR text[kObjectNameCapacity]{};  // the name without its prefix
-    char path[kObjectPathCapacity]{};
-    ThreadLock lock;  // of a mutex: between the threads of this process
+    char path[kObjectPathCapacity]{};   // of its file, had it one
+
+    // Of a mutex: the thread of this process that owns it (ThreadNumber), and how often.
+    std::atomic<std::uint64_t> owner{0};
+    std::uint64_t depth = 0;  // for the owner alone
 
     // Under the lock of the table.
     std::size_t uses = 0;
@@ -54,8 +55,9 @@ HANDLE HandleOf(NamedUse use) {
 }
 
 // Opens the object, or makes it when there is none. Sets the last error to 0 when it was made, to
-// ERROR_ALREADY_EXISTS when it was there. An empty use sets the last error.
-NamedUse CreateNamed(const WCHAR* name, NewObject wanted, const SECURITY_ATTRIBUTES* security);
+// ERROR_ALREADY_EXISTS when it was there; else nothing is given back.
+NamedUse CreateNamed(const WCHAR* name, const NewObject& wanted,
+                     const SECURITY_ATTRIBUTES* security);
 
 // Opens an object that exists. inherit must be FALSE.
 NamedUse OpenNamed(const WCHAR* name, NamedKind kind, BOOL inherit);

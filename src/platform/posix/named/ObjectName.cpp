@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <atomic>
 
-#include "platform/FaultPoint.h"
 #include "platform/posix/Errors.h"
 
 namespace {
@@ -15,9 +14,9 @@ using WideView = std::basic_string_view<WCHAR>;
 
 constexpr WideView kGlobalPrefix = WIDE("Global\\");
 constexpr WideView kLocalPrefix = WIDE("Local\\");
-constexpr std::string_view kFilePrefix = "fenwickel-object-";
+constexpr std::string_view kFilePrefix = "object-";
 constexpr std::size_t kHashDigits = 16;
-constexpr std::size_t kLongestFolder = kObjectPathCapacity - 1 - kFilePrefix.size() - kHashDigits;
+static_assert(kFilePrefix.size() + kHashDigits < kObjectFileCapacity);
 
 constexpr std::uint64_t kHashStart = 0xCBF29CE484222325U;
 constexpr std::uint64_t kHashFactor = 0x100000001B3U;
@@ -29,8 +28,7 @@ std::uint64_t Mix(std::uint64_t hash, std::uint64_t value) {
 
 // Two names of one hash are no danger: the file holds the whole name.
 std::uint64_t HashOf(const ObjectName& name) {
-    std::uint64_t hash = Mix(Mix(kHashStart, name.local ? 1 : 0), name.account);
-    hash = Mix(hash, name.ipcNamespace);
+    std::uint64_t hash = Mix(Mix(kHashStart, name.local ? 1 : 0), name.pidNamespace);
     for (const WCHAR unit : name.text) {
         hash = Mix(hash, unit);
     }
@@ -50,11 +48,6 @@ bool IsHexNumber(std::string_view text) {
            text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
-bool IsFolder(const char* path) {
-    struct stat status;
-    return stat(path, &status) == 0 && S_ISDIR(status.st_mode);
-}
-
 // By hand: formatting would be a good part of a look for an object that is not there.
 void AppendHex(char* target, std::uint64_t value) {
     for (std::size_t i = 0; i < kHashDigits; ++i) {
@@ -63,30 +56,23 @@ void AppendHex(char* target, std::uint64_t value) {
     target[kHashDigits] = '\0';
 }
 
-}  // namespace
+constinit std::atomic<std::uint64_t> pidNamespace{0};
 
-const char* ObjectFolder() {
-    static constinit std::atomic<const char*> folder{nullptr};
-    const char* known = folder.load(std::memory_order_relaxed);
-    if (known == nullptr) {
-        known = FaultObjectFolder(kLongestFolder);
-        if (known == nullptr) {
-            known = IsFolder("/dev/shm") ? "/dev/shm/" : "/tmp/";
-        }
-        folder.store(known, std::memory_order_relaxed);
+// A number for this process's namespace of process ids; 0 when the system does not tell.
+std::uint64_t PidNamespace() {
+    std::uint64_t known = pidNamespace.load(std::memory_order_relaxed);
+    if (known == 0) {
+        struct stat status;
+        known = stat("/proc/self/ns/pid", &status) == 0 ? status.st_ino : 0;
+        pidNamespace.store(known, std::memory_order_relaxed);
     }
     return known;
 }
 
-std::uint64_t IpcNamespace() {
-    static constinit std::atomic<std::uint64_t> number{0};
-    std::uint64_t known = number.load(std::memory_order_relaxed);
-    if (known == 0) {
-        struct stat status;
-        known = stat("/proc/self/ns/ipc", &status) == 0 ? status.st_ino : 0;
-        number.store(known, std::memory_order_relaxed);
-    }
-    return known;
+}  // namespace
+
+void ForgetPidNamespace() {
+    pidNamespace.store(0, std::memory_order_relaxed);
 }
 
 bool ParseObjectName(const WCHAR* text, ObjectName* name) {
@@ -94,7 +80,6 @@ bool ParseObjectName(const WCHAR* text, ObjectName* name) {
     name->local = !TakePrefix(kGlobalPrefix, &name->text);
     if (name->local) {
         TakePrefix(kLocalPrefix, &name->text);
-        name->account = geteuid();
     }
     if (name->text.empty()) {
         return Fail(ERROR_INVALID_NAME) != FALSE;
@@ -105,8 +90,9 @@ bool ParseObjectName(const WCHAR* text, ObjectName* name) {
     if (name->text.find(WCHAR{'\\'}) != WideView::npos) {
         return Fail(ERROR_PATH_NOT_FOUND) != FALSE;
     }
-    name->ipcNamespace = IpcNamespace();
-    const std::string_view folder = ObjectFolder();
+    name->pidNamespace = PidNamespace();
+    name->place = &CurrentObjectPlace();
+    const std::string_view folder = name->place->folder;
     char* end = std::copy(folder.begin(), folder.end(), name->path);
     end = std::copy(kFilePrefix.begin(), kFilePrefix.end(), end);
     AppendHex(end, HashOf(*name));
@@ -120,7 +106,7 @@ void MakeTemporaryPath(const char* path, std::uint64_t number, char* temporary) 
     AppendHex(end + 1, number);
 }
 
-bool IsNameFile(std::string_view fileName) {
+bool IsObjectFile(std::string_view fileName) {
     if (!fileName.starts_with(kFilePrefix)) {
         return false;
     }

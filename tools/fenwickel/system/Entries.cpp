@@ -1,10 +1,14 @@
-// Listing a folder, the same on both systems.
-#include "platform/Platform.h"
+// What is the same on both systems.
 #include "system/Entries.h"
+
+#include <utility>
+
+#include "platform/Platform.h"
 
 std::optional<std::vector<WString>> HostNamesIn(const WString& folder) {
     WIN32_FIND_DATAW entry;
-    const HANDLE search = FindFirstFileW((folder + WIDE("\\*.*")).c_str(), &entry);
+    const WCHAR* const pattern = folder.ends_with(WCHAR{'\\'}) ? WIDE("*.*") : WIDE("\\*.*");
+    const HANDLE search = FindFirstFileW((folder + pattern).c_str(), &entry);
     if (search == INVALID_HANDLE_VALUE) {
         return {};
     }

@@ -1,0 +1,78 @@
+#include "platform/posix/named/ObjectPlace.h"
+
+#include <sys/stat.h>
+
+#include <atomic>
+#include <cstdio>
+#include <new>
+
+#include "platform/FaultPoint.h"
+
+namespace {
+
+constexpr mode_t kFolderMode = 0700;
+constexpr mode_t kRightsOfOthers = 0077;
+
+const char* ParentFor(uid_t account) {
+    if (account == 0) {
+        return "/run/";
+    }
+    return faccessat(AT_FDCWD, "/dev/shm", W_OK | X_OK, AT_EACCESS) == 0 ? "/dev/shm/" : "/tmp/";
+}
+
+void FindPlace(ObjectPlace* place) {
+    const char* const tests = FaultObjectFolder(kObjectFolderCapacity - 32);
+    if (tests == nullptr && place->account == 0) {
+        std::snprintf(place->folder, sizeof place->folder, "%sfenwickel/", ParentFor(0));
+        return;
+    }
+    std::snprintf(place->folder, sizeof place->folder, "%sfenwickel-%u/",
+                  tests != nullptr ? tests : ParentFor(place->account),
+                  static_cast<unsigned>(place->account));
+}
+
+}  // namespace
+
+// Places are never freed: a process has as many of them as it changes its account.
+const ObjectPlace& CurrentObjectPlace() {
+    static constinit std::atomic<const ObjectPlace*> last{nullptr};
+    const uid_t account = geteuid();
+    const ObjectPlace* known = last.load(std::memory_order_acquire);
+    if (known == nullptr || known->account != account) {
+        auto* const place = new ObjectPlace{account, {}};
+        FindPlace(place);
+        last.store(place, std::memory_order_release);
+        known = place;
+    }
+    return *known;
+}
+
+OpenPlace OpenObjectPlace(const ObjectPlace& place, bool make) {
+    OpenPlace opened;
+    if (make && mkdir(place.folder, kFolderMode) != 0 && errno != EEXIST) {
+        return opened;
+    }
+    // The closing '/' would follow a link.
+    char name[kObjectFolderCapacity];
+    std::snprintf(name, sizeof name, "%s", place.folder);
+    name[std::char_traits<char>::length(name) - 1] = '\0';
+    struct stat status;
+    if (lstat(name, &status) != 0) {
+        opened.state = errno == ENOENT ? PlaceState::Missing : PlaceState::Unavailable;
+        return opened;
+    }
+    if (!S_ISDIR(status.st_mode) || status.st_uid != place.account) {
+        opened.state = PlaceState::Foreign;
+        opened.owner = status.st_uid;
+        return opened;
+    }
+    Descriptor folder(
+        BesideStandardStreams(open(name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)));
+    if (!folder || fstat(folder.get(), &status) != 0 || status.st_uid != place.account ||
+        ((status.st_mode & kRightsOfOthers) != 0 && fchmod(folder.get(), kFolderMode) != 0)) {
+        return opened;
+    }
+    opened.state = PlaceState::Usable;
+    opened.folder = std::move(folder);
+    return opened;
+}
