@@ -6,8 +6,9 @@
 #include "fenwickel/SyncJobControl.h"
 
 // Keeps the first error code; stops at the nth question when told to.
-class JobControl final : public ISyncJobControl {
+class JobControl : public ISyncJobControl {
 public:
+    virtual ~JobControl() = default;
     bool IsStopRequested() override { return --questionsBeforeStop < 0; }
     int GetErrorCode() override { return firstError; }
     void SetErrorCode(int errorCode) override {

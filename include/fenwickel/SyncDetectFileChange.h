@@ -38,8 +38,9 @@ struct stDetectFileChangeContext {
 //
 // Threads: the host calls one object from one thread at a time.
 //
-// Errors: operations return 0 or a code of SyncCodes.h, and log every failure. std::bad_alloc
-// leaves InitFileChangeDetector and GenerateSyncList.
+// Errors: operations return 0 or a code of SyncCodes.h, and log every failure. std::bad_alloc of
+// the calling thread leaves InitFileChangeDetector and GenerateSyncList; a worker thread that runs
+// out of memory ends the run with SYNC_EC_NO_MEMORY.
 class FENWICKEL_API CSyncDetectFileChange {
 public:
     CSyncDetectFileChange();

@@ -1,13 +1,16 @@
 // The bounded blocking queue that joins the threads of a run, and the items that travel in it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 
 #include "fenwickel/SyncRecord.h"
 #include "fenwickel/Types.h"
 
-// A first-in-first-out queue between threads. The capacity lives in its two semaphores alone.
+// A first-in-first-out queue between threads. Items lie in a ring that is as large as the capacity
+// from the start, so that passing a pointer on needs no memory: a thread without memory can still
+// return what it holds.
 //
 // Threads: any number may push and pop at once. Waits have no time limit. A wait that fails, which
 // a valid handle never does, ends the process: a queue that lost an item would make a wrong list.
@@ -26,16 +29,26 @@ public:
     // A queue that has objects already gives them back first and starts empty.
     int Create(std::int32_t capacity);
 
-    // Appends a copy of the item; waits while the queue is full.
+    // Appends a copy of the item; waits while the queue is full. Throws only what copying the item
+    // throws, and the queue then stays as it was.
     void Push(const T& item);
 
     // Takes the oldest item; waits while the queue is empty.
     T Pop();
 
 private:
+    // The front slot's numbers say where in the ring the oldest item is, and how many there are.
+    struct Slot {
+        T item{};
+        std::size_t first = 0;
+        std::size_t count = 0;
+    };
+
+    // The slot so many places behind the oldest item's, after the last one from the front again.
+    Slot& SlotBehind(std::size_t places);
     void Close();
 
-    std::deque<T> m_items;
+    std::deque<Slot> m_items;
     HANDLE hFreeSlots = nullptr;
     HANDLE hFilledSlots = nullptr;
     HANDLE hLock = nullptr;

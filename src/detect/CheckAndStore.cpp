@@ -10,6 +10,7 @@
 
 #include "dbglog/DbgLogger.h"
 #include "detect/PathTooLong.h"
+#include "detect/PoolItem.h"
 #include "detect/SyncQueueImpl.h"
 #include "fenwickel/SyncDetectFileChange.h"
 
@@ -63,21 +64,21 @@ int CSyncDetectFileChange::CheckFileChangeThreadImpl() {
                             function);
             return result;
         }
-        result = CheckOneItem(item);
+        result =
+            RunWorkerStep(*m_stContext.pJobControl, function, [&] { return CheckOneItem(item); });
     }
 }
 
 // Takes one item through the check and returns it to its pool. The item goes back as soon as its
 // contents are in a record, before the lookup. Records a failure with the job control.
 int CSyncDetectFileChange::CheckOneItem(stSyncCheckQueueItem* item) {
+    PoolItem<stSyncCheckQueueItem> held(m_freeCheckQueue, item);
     ISyncJobControl& control = *m_stContext.pJobControl;
     if (control.IsStopRequested()) {
         control.SetErrorCode(SYNC_EC_STOPPED);
-        m_freeCheckQueue.Push(item);
         return SYNC_EC_STOPPED;
     }
     if (const int recorded = control.GetErrorCode(); recorded != 0) {
-        m_freeCheckQueue.Push(item);
         return recorded;
     }
     const std::size_t folderLength = WideLength(item->szRelativeDir);
@@ -85,28 +86,28 @@ int CSyncDetectFileChange::CheckOneItem(stSyncCheckQueueItem* item) {
     if (folderLength + nameLength > SYNC_RECORD_MAX_PATH) {
         const int result = LogPathTooLong(WIDE("CSyncDetectFileChange::CheckFileChangeThreadImpl"),
                                           item->szRelativeDir, item->stFindData.cFileName);
-        m_freeCheckQueue.Push(item);
+        held.GiveBack();
         control.SetErrorCode(result);
         return result;
     }
     stSynFileDescOnUpload* record = m_freeStoreQueue.Pop();
     FillRecord(record, *item, folderLength, nameLength);
     const std::int32_t pathIndex = item->nPathIndex;
-    m_freeCheckQueue.Push(item);
+    held.GiveBack();
     return ClassifyRecord(record, pathIndex);
 }
 
 // Looks a filled record up and hands it to the store stage.
 int CSyncDetectFileChange::ClassifyRecord(stSynFileDescOnUpload* record, std::int32_t pathIndex) {
+    PoolItem<stSynFileDescOnUpload> held(m_freeStoreQueue, record);
     enSyncSearchResult searchResult = SYNC_SEARCH_UNCHANGED;
     const int result = m_pSyncDB->SearchUpdateFile(record, searchResult);
     if (result != 0) {
         m_stContext.pJobControl->SetErrorCode(result);
-        m_freeStoreQueue.Push(record);
         return result;
     }
     record->bySyncStatus = StatusOf(searchResult);
-    m_storeQueue.Push({SYNC_QUEUE_ITEM_WORK, searchResult, pathIndex, record});
+    m_storeQueue.Push({SYNC_QUEUE_ITEM_WORK, searchResult, pathIndex, held.Release()});
     return 0;
 }
 
@@ -119,7 +120,9 @@ int CSyncDetectFileChange::StoreFileThreadImpl() {
         if (item.nType == SYNC_QUEUE_ITEM_EXIT) {
             break;
         }
-        result = StoreOneRecord(item.pRecord);  // copies it, so the buffer is free in any case
+        // Copies the record, so the buffer is free in any case.
+        result = RunWorkerStep(*m_stContext.pJobControl, function,
+                               [&] { return StoreOneRecord(item.pRecord); });
         m_freeStoreQueue.Push(item.pRecord);
     }
     g_DbgLogger.Log(1, WIDE("[SYNC]:[%s]:the store changed item thread will exit!"), function);

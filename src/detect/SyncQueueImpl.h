@@ -28,6 +28,7 @@ template <typename T>
 int CSyncQueue<T>::Create(std::int32_t capacity) {
     Close();
     m_items.clear();
+    m_items.resize(static_cast<std::size_t>(capacity));
     hLock = CreateMutexW(nullptr, FALSE, nullptr);
     if (hLock == nullptr) {
         return static_cast<int>(GetLastError());
@@ -56,17 +57,24 @@ CSyncQueue<T>::~CSyncQueue() {
 }
 
 template <typename T>
+typename CSyncQueue<T>::Slot& CSyncQueue<T>::SlotBehind(std::size_t places) {
+    const std::size_t place = m_items.front().first + places;
+    return m_items[place < m_items.size() ? place : place - m_items.size()];
+}
+
+template <typename T>
 void CSyncQueue<T>::Push(const T& item) {
     WaitForQueueObject(hFreeSlots);
     WaitForQueueObject(hLock);
     try {
-        m_items.push_back(item);
+        SlotBehind(m_items.front().count).item = item;
     } catch (...) {
         // Memory ran out: the queue stays as it was, so that the other threads can be ended.
         ReleaseMutex(hLock);
         ReleaseSemaphore(hFreeSlots, 1, nullptr);
         throw;
     }
+    ++m_items.front().count;
     RequireQueueRelease(ReleaseMutex(hLock));
     RequireQueueRelease(ReleaseSemaphore(hFilledSlots, 1, nullptr));
 }
@@ -75,8 +83,10 @@ template <typename T>
 T CSyncQueue<T>::Pop() {
     WaitForQueueObject(hFilledSlots);
     WaitForQueueObject(hLock);
-    T item = std::move(m_items.front());
-    m_items.pop_front();
+    Slot& front = m_items.front();
+    T item = std::move(SlotBehind(0).item);
+    front.first = front.first + 1 < m_items.size() ? front.first + 1 : 0;
+    --front.count;
     RequireQueueRelease(ReleaseMutex(hLock));
     RequireQueueRelease(ReleaseSemaphore(hFreeSlots, 1, nullptr));
     return item;

@@ -2,6 +2,7 @@
 
 #include "dbglog/DbgLogger.h"
 #include "detect/PathTooLong.h"
+#include "detect/PoolItem.h"
 #include "detect/SyncQueueImpl.h"
 #include "fenwickel/SyncDetectFileChange.h"
 
@@ -70,6 +71,7 @@ int CSyncDetectFileChange::PushSyncPathToQ() {
 
 int CSyncDetectFileChange::TraverseFolderThreadImpl() {
     const WCHAR* function = WIDE("CSyncDetectFileChange::TraverseFolderThreadImpl");
+    ISyncJobControl& control = *m_stContext.pJobControl;
     g_DbgLogger.Log(1, WIDE("[SYNC]:[%s]:the traverse changed item thread started!"), function);
     int result = 0;
     for (;;) {
@@ -79,13 +81,16 @@ int CSyncDetectFileChange::TraverseFolderThreadImpl() {
                             function);
             return result;
         }
-        if (m_stContext.pJobControl->GetErrorCode() != 0) {
-            continue;  // takes and drops the remaining pairs: the host waits to queue them
-        }
-        result = TraverseSnapshotFolder(item.strSnapshotPath, item.nPathIndex, {}, 0);
-        if (result != 0) {
-            m_stContext.pJobControl->SetErrorCode(result);
-        }
+        result = RunWorkerStep(control, function, [&] {
+            if (control.GetErrorCode() != 0) {
+                return result;  // takes and drops the remaining pairs: the host waits to queue them
+            }
+            const int walked = TraverseSnapshotFolder(item.strSnapshotPath, item.nPathIndex, {}, 0);
+            if (walked != 0) {
+                control.SetErrorCode(walked);
+            }
+            return walked;
+        });
     }
 }
 
@@ -106,22 +111,20 @@ int CSyncDetectFileChange::TraverseSnapshotFolder(const WString& snapshotFolder,
     }
     Search search;
     for (;;) {
-        stSyncCheckQueueItem* item = m_freeCheckQueue.Pop();
+        PoolItem<stSyncCheckQueueItem> item(m_freeCheckQueue, m_freeCheckQueue.Pop());
         const bool isFirst = !search.IsOpen();
         WIN32_FIND_DATAW& entry = item->stFindData;
         if (!(isFirst ? search.First(pattern, &entry) : search.Next(&entry))) {
-            const int result = isFirst ? FirstEntryFailed(pattern) : NextEntryFailed(pattern);
-            m_freeCheckQueue.Push(item);
-            return result;
+            return isFirst ? FirstEntryFailed(pattern) : NextEntryFailed(pattern);
         }
         if (!IsFolder(entry)) {
-            HandleOneItem(pathIndex, relativeFolder, item, depth);
+            HandleOneItem(pathIndex, relativeFolder, item.Release(), depth);
             continue;
         }
         const bool isSkipped = IsSelfOrParent(entry.cFileName) ||
                                IsIgnoredDirectory(entry.cFileName, pathIndex, depth);
         const WString child = isSkipped ? WString() : entry.cFileName + WString(WIDE("\\"));
-        m_freeCheckQueue.Push(item);
+        item.GiveBack();
         if (isSkipped) {
             continue;
         }

@@ -59,13 +59,13 @@ TEST(Queue, LosesAndDoublesNothingBetweenManyThreads) {
 
 // An item whose copy fails, as a string's does when memory runs out.
 struct Uncopyable {
-    explicit Uncopyable(bool fails) : m_fails(fails) {}
-    Uncopyable(const Uncopyable& other) : m_fails(other.m_fails) {
-        if (m_fails) {
-            throw std::bad_alloc();
-        }
+    explicit Uncopyable(bool fails = false) : m_fails(fails) {}
+    Uncopyable(const Uncopyable& other) { *this = other; }
+    Uncopyable& operator=(const Uncopyable& other) {
+        m_fails = other.m_fails;
+        return m_fails ? throw std::bad_alloc() : *this;
     }
-    bool m_fails;
+    bool m_fails = false;
 };
 
 TEST(Queue, StaysAsItWasWhenAnItemCannotBeCopied) {

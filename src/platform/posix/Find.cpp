@@ -34,9 +34,41 @@ void FillFile(const struct statx& status, WIN32_FIND_DATAW* data) {
     data->nFileSizeLow = static_cast<DWORD>(status.stx_size);
 }
 
+class Search;
+constinit thread_local Search* innermostSearch = nullptr;  // of those that the thread has open
+
 class Search final : public Object {
 public:
-    explicit Search(Descriptor folder) : Object(ObjectKind::Search), m_folder(std::move(folder)) {}
+    // prefix is the pattern without its wildcard.
+    Search(Descriptor folder, std::string prefix)
+        : Object(ObjectKind::Search),
+          m_folder(std::move(folder)),
+          m_prefix(std::move(prefix)),
+          m_outer(std::exchange(innermostSearch, this)) {}
+
+    ~Search() override {
+        Search** link = &innermostSearch;
+        while (*link != this) {
+            link = &(*link)->m_outer;
+        }
+        *link = m_outer;
+    }
+
+    // The thread's open search of the folder in which the prefix names an entry; null without one.
+    // The name of the entry is what follows that search's own prefix.
+    static const Search* OfParent(const std::string& prefix) {
+        const std::size_t end = prefix.find_last_not_of('/');
+        const std::size_t slash = end == std::string::npos ? end : prefix.rfind('/', end);
+        const std::size_t length = slash == std::string::npos ? 0 : slash + 1;
+        const Search* search = end == std::string::npos ? nullptr : innermostSearch;
+        while (search != nullptr && prefix.compare(0, length, search->m_prefix) != 0) {
+            search = search->m_outer;
+        }
+        return search;
+    }
+
+    int folder() const { return m_folder.get(); }
+    const std::string& prefix() const { return m_prefix; }
 
     // The next entry; otherwise a code, ERROR_NO_MORE_FILES at the end.
     DWORD Next(WIN32_FIND_DATAW* data) {
@@ -134,6 +166,8 @@ private:
     }
 
     Descriptor m_folder;
+    std::string m_prefix;
+    Search* m_outer;  // what the thread opened before and has not closed
     std::size_t m_position = 0;
     std::size_t m_filled = 0;
     bool m_any = false;
@@ -168,39 +202,50 @@ Descriptor OpenLongFolder(const std::string& path) {
     return OpenFolderAt(folder.get(), rest, kFolderFlags);
 }
 
-Descriptor OpenFolder(const std::string& path) {
+// By its whole path, of which every component may be a link.
+Descriptor OpenFolderByPath(const std::string& prefix, DWORD* code) {
+    const std::string path =
+        prefix.empty()
+            ? "."
+            : prefix.substr(0, std::max<std::size_t>(1, prefix.find_last_not_of('/') + 1));
     Descriptor folder = OpenFolderAt(AT_FDCWD, path, kFolderFlags);
     if (!folder && errno == ENAMETOOLONG && path.size() >= PATH_MAX) {
-        return OpenLongFolder(path);
+        folder = OpenLongFolder(path);
+    }
+    if (!folder) {
+        const int error = errno;
+        struct stat status;
+        // A file in the place of the folder itself, or in that of one above it.
+        *code = error == ENOTDIR && stat(path.c_str(), &status) != 0 ? ERROR_PATH_NOT_FOUND
+                                                                     : SearchError(error);
     }
     return folder;
 }
 
-// A file in the place of the folder itself, or in that of one above it.
-DWORD OpenFolderError(int error, const std::string& path) {
-    struct stat status;
-    if (error == ENOTDIR && stat(path.c_str(), &status) != 0) {
-        return ERROR_PATH_NOT_FOUND;
+// In the folder that the thread is searching, wherever that is by now; a link there is not
+// followed.
+Descriptor OpenFolderIn(const Search& parent, const std::string& prefix, DWORD* code) {
+    std::string name = prefix.substr(parent.prefix().size());
+    name.resize(name.find_last_not_of('/') + 1);
+    Descriptor folder = OpenFolderAt(parent.folder(), name, kFolderFlags | O_NOFOLLOW);
+    if (!folder) {
+        *code = SearchError(errno == ELOOP ? ENOTDIR : errno);
     }
-    return SearchError(error);
+    return folder;
 }
 
-// Takes the wildcard off the pattern; false when it does not end in "*.*" or "*".
-bool FolderOfPattern(std::string* pattern) {
+Descriptor OpenFolder(const std::string& prefix, DWORD* code) {
+    const Search* const parent = Search::OfParent(prefix);
+    return parent != nullptr ? OpenFolderIn(*parent, prefix, code) : OpenFolderByPath(prefix, code);
+}
+
+// Takes the wildcard off the pattern; false when it does not end in a component "*.*" or "*".
+bool TakeWildcard(std::string* pattern) {
     for (const char* const wildcard : {"*.*", "*"}) {
-        if (!pattern->ends_with(wildcard)) {
-            continue;
+        if (pattern->ends_with(wildcard)) {
+            pattern->resize(pattern->size() - std::strlen(wildcard));
+            return pattern->empty() || pattern->back() == '/';
         }
-        pattern->resize(pattern->size() - std::strlen(wildcard));
-        if (pattern->empty()) {
-            pattern->push_back('.');
-            return true;
-        }
-        if (pattern->back() == '/') {
-            pattern->resize(std::max<std::size_t>(1, pattern->find_last_not_of('/') + 1));
-            return true;
-        }
-        return false;
     }
     return false;
 }
@@ -208,20 +253,22 @@ bool FolderOfPattern(std::string* pattern) {
 }  // namespace
 
 HANDLE FindFirstFileW(const WCHAR* pattern, WIN32_FIND_DATAW* data) {
-    std::string path;
-    if (FaultFails("FindFirstFileW") || !PathFromWide(pattern, &path)) {
+    std::string prefix;
+    if (FaultFails("FindFirstFileW") || !PathFromWide(pattern, &prefix)) {
         return INVALID_HANDLE_VALUE;
     }
-    if (!FolderOfPattern(&path)) {
+    if (!TakeWildcard(&prefix)) {
         SetLastError(ERROR_NOT_SUPPORTED);
         return INVALID_HANDLE_VALUE;
     }
-    Descriptor folder = OpenFolder(path);
+    DWORD openCode = ERROR_SUCCESS;
+    Descriptor folder = OpenFolder(prefix, &openCode);
     if (!folder) {
-        SetLastError(OpenFolderError(errno, path));
+        SetLastError(openCode);
         return INVALID_HANDLE_VALUE;
     }
-    const HANDLE handle = NewHandle<Search>(INVALID_HANDLE_VALUE, std::move(folder));
+    const HANDLE handle =
+        NewHandle<Search>(INVALID_HANDLE_VALUE, std::move(folder), std::move(prefix));
     if (handle == INVALID_HANDLE_VALUE) {
         return handle;
     }

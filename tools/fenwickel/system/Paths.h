@@ -32,5 +32,6 @@ WString HostParentFolder(const WString& path);
 WString HostResolvedPath(const WString& path);
 
 // Where the tool keeps what outlives a run, in the library's form: fenwickel in the user's folder
-// for such things. It need not exist. Empty when that is unknown.
+// for such things. It need not exist. Empty when that is unknown, and in a program that runs with
+// more rights than its user, who sets the environment.
 WString HostStateFolder();

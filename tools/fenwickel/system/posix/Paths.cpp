@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "platform/Text.h"
+#include "platform/posix/Environment.h"
 #include "platform/posix/Names.h"
 
 namespace {
@@ -97,12 +98,10 @@ std::string HostNativePath(const WString& path) {
 }
 
 WString HostStateFolder() {
-    const char* const state = std::getenv("XDG_STATE_HOME");
-    if (state != nullptr && state[0] == '/') {
-        return HostWidePath(std::string(state) + "/fenwickel");
+    const std::string state = TrustedEnvironment("XDG_STATE_HOME");
+    if (state.starts_with('/')) {
+        return HostWidePath(state + "/fenwickel");
     }
-    const char* const home = std::getenv("HOME");
-    return home != nullptr && home[0] == '/'
-               ? HostWidePath(std::string(home) + "/.local/state/fenwickel")
-               : WString();
+    const std::string home = TrustedEnvironment("HOME");
+    return home.starts_with('/') ? HostWidePath(home + "/.local/state/fenwickel") : WString();
 }
