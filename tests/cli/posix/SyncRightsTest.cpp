@@ -60,13 +60,10 @@ protected:
         return WEXITSTATUS(status);
     }
 
-    // The library decides about the mode of its log.
     static void ExpectPrivate(const fs::path& state) {
         EXPECT_EQ(OctalMode(state), "700");
         for (const auto& entry : fs::directory_iterator(state)) {
-            if (entry.path().extension() != ".Log") {
-                EXPECT_EQ(OctalMode(entry.path()), "600") << entry.path();
-            }
+            EXPECT_EQ(OctalMode(entry.path()), "600") << entry.path();
         }
     }
 

@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <sys/file.h>
 #include <sys/random.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <time.h>
 
@@ -132,8 +133,17 @@ private:
     char m_path[kTemporaryPathCapacity]{};
 };
 
+// A file beyond the limit of the process would end it by a signal.
+bool IsWithinLimit(std::uint64_t bytes) {
+    rlimit limit{};
+    return getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur >= bytes;
+}
+
 // A file of this size for its owner alone, under the shared lock. None when it cannot be made.
 Descriptor NewFile(const char* path, std::uint64_t bytes) {
+    if (!IsWithinLimit(bytes)) {
+        return Descriptor();
+    }
     Descriptor file(BesideStandardStreams(open(path, kOpenFlags | O_CREAT | O_EXCL, kForOwner)));
     const bool made = file && TryLock(file.get(), LOCK_SH) && fchmod(file.get(), kForOwner) == 0 &&
                       !FaultFails("ReserveObject") &&
