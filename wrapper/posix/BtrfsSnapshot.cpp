@@ -2,7 +2,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/random.h>
 
 #include <algorithm>
@@ -11,10 +10,8 @@
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
-#include <thread>
+#include <optional>
 #include <utility>
-
-#include "platform/posix/volume/Subvolume.h"
 
 namespace {
 
@@ -24,24 +21,7 @@ Descriptor OpenFolder(int at, const std::string& path) {
 }
 
 int LastCode() {
-    return static_cast<int>(errno == EWOULDBLOCK ? LockError(errno) : CommonError(errno));
-}
-
-bool TryLock(int folder) {
-    return Uninterrupted([&] { return flock(folder, LOCK_EX | LOCK_NB); }) == 0;
-}
-
-// The wait is limited, because any process that may read the folder can lock it.
-bool Lock(int folder) {
-    using Clock = std::chrono::steady_clock;
-    const Clock::time_point end = Clock::now() + std::chrono::seconds(30);
-    while (!TryLock(folder)) {
-        if (errno != EWOULDBLOCK || Clock::now() > end) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
+    return static_cast<int>(CommonError(errno));
 }
 
 // The tag, the time, the process, and something that no name had before.
@@ -62,26 +42,25 @@ std::string NewName() {
     return name + text;
 }
 
-// The folder of the entry when it is a read-only snapshot of the volume under our tag; otherwise
-// none, with errno set.
-Descriptor OpenOurs(int root, const SubvolumeInfo& volume, const std::string& name) {
-    Descriptor folder(-1);
-    if (name.starts_with(kSnapshotTag)) {
-        folder = OpenFolder(root, name);
-        const auto info = folder ? SubvolumeOf(folder.get()) : std::nullopt;
-        if (info && info->isReadOnly && info->parentUuid == volume.uuid) {
-            return folder;
-        }
-    }
-    errno = EINVAL;
-    return Descriptor(-1);
+// The entry when it is a read-only snapshot of the volume under our tag.
+std::optional<SubvolumeInfo> OursAt(int root, const SubvolumeInfo& volume,
+                                    const std::string& name) {
+    const Descriptor folder =
+        name.starts_with(kSnapshotTag) ? OpenFolder(root, name) : Descriptor();
+    auto info = folder ? SubvolumeOf(folder.get()) : std::nullopt;
+    const bool isOurs = info && info->isReadOnly && info->parentUuid == volume.uuid;
+    return isOurs ? info : std::nullopt;
 }
 
-// Held by those who make snapshots in the folder, and by those who look for leftovers there: a new
-// snapshot is no leftover, though it takes a moment until it is held. None with errno set.
-Descriptor LockFolder(int root) {
-    Descriptor folder = OpenFolder(root, ".");
-    return folder && Lock(folder.get()) ? std::move(folder) : Descriptor(-1);
+// Held by those who make snapshots of the volume, and by those who look for leftovers there: a new
+// snapshot is no leftover, though it takes a moment until it is held.
+SubvolumeLock LockVolume(const SubvolumeInfo& volume, int* code) {
+    return SubvolumeLock::Take(volume, SubvolumeUse::Changing, true, code);
+}
+
+// Tells whether a snapshot is in use.
+SubvolumeLock HoldSnapshot(const SubvolumeInfo& snapshot, int* code) {
+    return SubvolumeLock::Take(snapshot, SubvolumeUse::Reading, false, code);
 }
 
 // False with errno set when the folder could not be read to its end.
@@ -106,7 +85,8 @@ std::string Below(const std::string& folder, const std::string& name) {
 
 std::unique_ptr<BtrfsSnapshot> BtrfsSnapshot::Create(const std::string& root, int* code) {
     Descriptor folder = OpenFolder(AT_FDCWD, root);
-    if (!folder || !SubvolumeOf(folder.get())) {
+    const auto volume = folder ? SubvolumeOf(folder.get()) : std::nullopt;
+    if (!volume) {
         *code = LastCode();
         return nullptr;
     }
@@ -117,26 +97,31 @@ std::unique_ptr<BtrfsSnapshot> BtrfsSnapshot::Create(const std::string& root, in
     // The kernel writes out what is not on the disk yet, file by file, before it takes the picture.
     // The less there is, the closer together are the moments at which it sees the files.
     syncfs(folder.get());
-    const Descriptor lock = LockFolder(folder.get());
+    const SubvolumeLock lock = LockVolume(*volume, code);
+    if (!lock) {
+        return nullptr;
+    }
     const std::string name = NewName();
-    if (!lock || !CreateSnapshot(folder.get(), name, folder.get())) {
+    if (!CreateSnapshot(folder.get(), name, folder.get())) {
         *code = LastCode();
         return nullptr;
     }
     std::unique_ptr<BtrfsSnapshot> snapshot(new BtrfsSnapshot(root, name, std::move(folder)));
-    if (!snapshot->Hold()) {
-        *code = LastCode();
-        return nullptr;
-    }
-    return snapshot;
+    return snapshot->Hold(code) ? std::move(snapshot) : nullptr;
 }
 
 BtrfsSnapshot::BtrfsSnapshot(const std::string& root, std::string name, Descriptor folder)
     : m_path(Below(root, name)), m_name(std::move(name)), m_root(std::move(folder)) {}
 
-bool BtrfsSnapshot::Hold() {
-    m_folder = OpenFolder(m_root.get(), m_name);
-    return m_folder && TryLock(m_folder.get());
+bool BtrfsSnapshot::Hold(int* code) {
+    const Descriptor folder = OpenFolder(m_root.get(), m_name);
+    const auto info = folder ? SubvolumeOf(folder.get()) : std::nullopt;
+    if (!info) {
+        *code = LastCode();
+        return false;
+    }
+    m_hold.emplace(HoldSnapshot(*info, code));
+    return static_cast<bool>(*m_hold);
 }
 
 int BtrfsSnapshot::Delete() {
@@ -145,7 +130,7 @@ int BtrfsSnapshot::Delete() {
     }
     const int code = DeleteSubvolume(m_root.get(), m_name) ? 0 : LastCode();
     m_root = Descriptor();
-    m_folder = Descriptor();
+    m_hold.reset();
     return code;
 }
 
@@ -155,15 +140,26 @@ int ListLeftovers(const std::string& root, std::vector<std::string>* paths) {
     if (!volume) {
         return errno == ENOTSUP ? 0 : LastCode();
     }
-    const Descriptor lock = LockFolder(folder.get());
     std::vector<std::string> names;
-    if (!lock || !NamesIn(root, &names)) {
+    if (!NamesIn(root, &names)) {
         return LastCode();
+    }
+    std::erase_if(names, [&](const std::string& name) {
+        return !OursAt(folder.get(), *volume, name).has_value();
+    });
+    if (names.empty()) {
+        return 0;  // for every account, and without a lock
+    }
+    int code = 0;
+    const SubvolumeLock lock = LockVolume(*volume, &code);
+    if (!lock) {
+        return code;
     }
     std::sort(names.begin(), names.end());
     for (const std::string& name : names) {
-        const Descriptor snapshot = OpenOurs(folder.get(), *volume, name);
-        if (snapshot && TryLock(snapshot.get())) {
+        const auto snapshot = OursAt(folder.get(), *volume, name);
+        const auto hold = snapshot ? HoldSnapshot(*snapshot, &code) : SubvolumeLock();
+        if (hold) {
             paths->push_back(Below(root, name));
         }
     }
@@ -173,16 +169,20 @@ int ListLeftovers(const std::string& root, std::vector<std::string>* paths) {
 int DeleteLeftover(const std::string& path) {
     const std::string trimmed = path.substr(0, path.find_last_not_of('/') + 1);
     const std::size_t slash = trimmed.rfind('/');
-    if (slash == std::string::npos) {
+    const std::string name = trimmed.substr(slash + 1);
+    const Descriptor root = slash == std::string::npos
+                                ? Descriptor()
+                                : OpenFolder(AT_FDCWD, trimmed.substr(0, slash + 1));
+    const auto volume = root ? SubvolumeOf(root.get()) : std::nullopt;
+    const auto snapshot = volume ? OursAt(root.get(), *volume, name) : std::nullopt;
+    if (!snapshot) {
         return static_cast<int>(ERROR_INVALID_PARAMETER);
     }
-    const std::string name = trimmed.substr(slash + 1);
-    const Descriptor root = OpenFolder(AT_FDCWD, trimmed.substr(0, slash + 1));
-    const auto volume = root ? SubvolumeOf(root.get()) : std::nullopt;
-    const Descriptor lock = volume ? LockFolder(root.get()) : Descriptor(-1);
-    const Descriptor snapshot = lock ? OpenOurs(root.get(), *volume, name) : Descriptor(-1);
-    if (!snapshot || !TryLock(snapshot.get()) || !DeleteSubvolume(root.get(), name)) {
-        return LastCode();
+    int code = 0;
+    const SubvolumeLock lock = LockVolume(*volume, &code);
+    const auto hold = lock ? HoldSnapshot(*snapshot, &code) : SubvolumeLock();
+    if (!hold) {
+        return code;
     }
-    return 0;
+    return DeleteSubvolume(root.get(), name) ? 0 : LastCode();
 }

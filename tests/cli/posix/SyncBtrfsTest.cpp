@@ -141,6 +141,17 @@ TEST_F(SyncBtrfs, WhatAKilledRunLeavesIsFoundAndDeleted) {
     }
 }
 
+// What another account locks and plants on the volume stops no run.
+TEST_F(SyncBtrfs, AStrangerOnTheVolumeStopsNothing) {
+    KillMidway();
+    const Stranger stranger(s_disk->path());
+    ASSERT_TRUE(stranger.IsReady());
+    const ToolResult sent = Sync("rsync:copy", "--force-all --lock-wait 60 --snapshot require");
+    EXPECT_EQ(sent.exitCode, 0) << sent.err;
+    EXPECT_EQ(Content("copy"), Content(folder));
+    EXPECT_EQ(Run("snapshots --prune " + folder.string()).out, "");  // the run has done that
+}
+
 // Where no snapshot can be taken: what a run that requires one says, and what one that only
 // prefers one reads.
 TEST_F(SyncBtrfs, WithoutASnapshot) {

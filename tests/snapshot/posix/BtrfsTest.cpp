@@ -70,6 +70,18 @@ protected:
     }
     // Snapshots that lie on the disk beside the test's folder, in use or not.
     static long CountOurs() { return std::distance(fs::directory_iterator(Disk()), {}) - 1; }
+    // The snapshot of a process that is killed.
+    void LeaveOneBehind() const {
+        const pid_t child = fork();
+        if (child == 0) {
+            FaultArm("DeleteSubvolume", 1, FaultMode::Kill, 0);
+            { const Snapshot killed(folder); }
+            _exit(0);
+        }
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_TRUE(WIFSIGNALED(status));
+    }
     bool BreaksTheRule(int attempts);
 
     static std::optional<BtrfsDisk> s_disk;
@@ -165,15 +177,7 @@ TEST_F(Btrfs, DisksThatRefuse) {
 
 TEST_F(Btrfs, OnlyWhatAKilledRunLeavesIsALeftover) {
     const Snapshot first(folder);
-    const pid_t child = fork();
-    if (child == 0) {
-        FaultArm("DeleteSubvolume", 1, FaultMode::Kill, 0);
-        { const Snapshot killed(folder); }
-        _exit(0);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_TRUE(WIFSIGNALED(status));
+    LeaveOneBehind();
     EXPECT_EQ(CountOurs(), 2);
     { const Snapshot second(folder); }
     ASSERT_EQ(Leftovers().size(), 1U);
@@ -182,6 +186,30 @@ TEST_F(Btrfs, OnlyWhatAKilledRunLeavesIsALeftover) {
     EXPECT_EQ(DeleteLeftoverSnapshot(Leftovers()[0]), 0);
     EXPECT_EQ(CountOurs(), 1);
     EXPECT_TRUE(fs::is_directory(first.Inside()));
+}
+
+// Locks of other accounts on the volume, and what they plant there, stop nothing and hide nothing.
+// They cannot tell which snapshots are in use.
+TEST_F(Btrfs, AStrangerStopsNeitherSnapshotNorPruning) {
+    LeaveOneBehind();
+    const Stranger stranger(Disk());
+    ASSERT_TRUE(stranger.IsReady());
+    {
+        const Snapshot snapshot(folder);
+        EXPECT_EQ(snapshot.code, 0);
+        const std::vector<WString> found = Leftovers();
+        ASSERT_EQ(found.size(), 1U);
+        ASSERT_EQ(seteuid(54321), 0);
+        std::vector<WString> seen;
+        EXPECT_EQ(vsswrapper::ListLeftoverSnapshots(WidePath(Disk()), seen), 5);
+        EXPECT_EQ(DeleteLeftoverSnapshot(found[0]), 5);
+        ASSERT_EQ(seteuid(0), 0);
+        EXPECT_EQ(DeleteLeftoverSnapshot(found[0]), 0);
+        EXPECT_EQ(DeleteLeftoverSnapshot(snapshot.out[0].strSnapshotDevice), 32);
+    }
+    ASSERT_EQ(seteuid(54321), 0);
+    EXPECT_TRUE(Leftovers().empty());
+    ASSERT_EQ(seteuid(0), 0);
 }
 
 // Mounts and subvolumes below a folder, whatever lies between; not the snapshots of this program,
