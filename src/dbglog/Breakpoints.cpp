@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <string_view>
 
-#include "logshare/NamedLock.h"
 #include "logshare/RingBlock.h"
 #include "logshare/SharedText.h"
 #include "logshare/SharedView.h"
@@ -90,7 +89,7 @@ std::unique_ptr<BreakpointHandles> BreakpointHandles::Open() {
 
 std::optional<UUID> EnterHit(const BreakpointHandles& handles, const WString& processName,
                              const WCHAR* message) {
-    const NamedLock lock(handles.hMutex, kBreakpointWaitMs);
+    const NamedLock lock(handles.hMutex, kBreakpointWaitMs, &handles.patience);
     if (!lock.Owned()) {
         return std::nullopt;
     }

@@ -6,6 +6,7 @@
 
 #include "fenwickel/Types.h"
 #include "logshare/BreakpointBlock.h"
+#include "logshare/NamedLock.h"
 
 namespace NSDBG {
 
@@ -14,6 +15,7 @@ struct BreakpointHandles {
     HANDLE hMapping = nullptr;
     HANDLE hMutex = nullptr;
     HANDLE hEvent = nullptr;
+    mutable LockPatience patience;  // with hMutex
 
     BreakpointHandles() = default;
     BreakpointHandles(const BreakpointHandles&) = delete;

@@ -5,10 +5,12 @@
 #include <new>
 #include <string>
 
+#include "dbglog/CallsInProgress.h"
 #include "dbglog/FileOutput.h"
 #include "dbglog/LogCfgShared.h"
 #include "dbglog/SMOutput.h"
 #include "platform/FaultPoint.h"
+#include "platform/Fork.h"
 #include "platform/Text.h"
 
 constinit CDbgLogger g_DbgLogger;
@@ -38,14 +40,41 @@ struct LoggerLifetime {
             CLogCfgShared::Instance();
             auto* const fileOutput = new NSDBG::CFileOutput;
             g_DbgLogger.Attach(fileOutput, new (std::nothrow) NSDBG::CSMOutput);
+            // Behind the named objects' own, which the file output has made: a lock of the log is
+            // taken before one of theirs.
+            WatchForks([] { g_DbgLogger.BeforeFork(); }, [] { g_DbgLogger.AfterFork(false); },
+                       [] { g_DbgLogger.AfterFork(true); });
         });
     }
-    ~LoggerLifetime() { g_DbgLogger.Detach(); }
+    ~LoggerLifetime() {
+        const FaultScope scope(kFaultScope);
+        g_DbgLogger.Detach();
+        if (!CallsInProgress::Any()) {
+            CLogCfgShared::Instance().Close();
+        }
+    }
     LoggerLifetime(const LoggerLifetime&) = delete;
     LoggerLifetime& operator=(const LoggerLifetime&) = delete;
 };
 
 const LoggerLifetime g_loggerLifetime;
+
+// The second output is asked only when the first declines: asking may cost a system call.
+bool IsWanted(int level, IDBGLogOutput* file, IDBGLogOutput* ring) {
+    bool wanted = false;
+    Contain([&] {
+        wanted = level <= file->GetLogLevel() || (ring != nullptr && level <= ring->GetLogLevel());
+    });
+    return wanted;
+}
+
+// Whose locks the thread holds that forks now; another one may detach the outputs meanwhile. Under
+// those of the registry's answers.
+struct HeldOutputs {
+    NSDBG::CFileOutput* file;
+    NSDBG::CSMOutput* ring;
+};
+constinit HeldOutputs g_heldForFork{};
 
 // Removes line feeds at both ends, in place. A carriage return stays.
 WCHAR* StripLineFeeds(WCHAR* text) {
@@ -68,22 +97,43 @@ void CDbgLogger::Attach(IDBGLogOutput* fileOutput, IDBGLogOutput* smOutput) {
 
 void CDbgLogger::Detach() {
     const FaultScope scope(kFaultScope);
-    for (IDBGLogOutput** output : {&m_pFileOutput, &m_pSMOutput}) {
-        if (*output != nullptr) {
-            (*output)->Release();
-            *output = nullptr;
+    for (std::atomic<IDBGLogOutput*>* output : {&m_pFileOutput, &m_pSMOutput}) {
+        IDBGLogOutput* const released = output->exchange(nullptr);
+        if (released != nullptr) {
+            released->Release();
         }
     }
 }
 
-// The second output is asked only when the first declines: asking may cost a system call.
-bool CDbgLogger::IsWanted(int level) const {
-    bool wanted = false;
-    Contain([&] {
-        wanted = level <= m_pFileOutput->GetLogLevel() ||
-                 (m_pSMOutput != nullptr && level <= m_pSMOutput->GetLogLevel());
-    });
-    return wanted;
+// The order in which a thread takes the locks: no thread takes one of them under a later one.
+void CDbgLogger::BeforeFork() {
+    CallsInProgress::Begin();
+    auto* const file = dynamic_cast<NSDBG::CFileOutput*>(m_pFileOutput.load());
+    auto* const ring = dynamic_cast<NSDBG::CSMOutput*>(m_pSMOutput.load());
+    if (file != nullptr) {
+        file->BeforeFork();
+    }
+    if (ring != nullptr) {
+        ring->BeforeFork();
+    }
+    CLogCfgShared::BeforeFork();
+    g_heldForFork = {file, ring};
+}
+
+void CDbgLogger::AfterFork(bool inChild) {
+    const HeldOutputs held = g_heldForFork;
+    CLogCfgShared::AfterFork();
+    if (held.ring != nullptr) {
+        held.ring->AfterFork();
+    }
+    if (held.file != nullptr) {
+        held.file->AfterFork(inChild);
+    }
+    if (inChild) {
+        CallsInProgress::Forget();
+    } else {
+        CallsInProgress::End();
+    }
 }
 
 void CDbgLogger::Log(int level, const WCHAR* format, ...) {
@@ -96,11 +146,14 @@ void CDbgLogger::Log(int level, const WCHAR* format, ...) {
     WideFormatV(message, kMessageCapacity, format, arguments);
     va_end(arguments);
     const FaultScope scope(kFaultScope);
-    if (m_pFileOutput == nullptr || !IsWanted(level)) {
+    const CallsInProgress call;
+    IDBGLogOutput* const file = m_pFileOutput.load();
+    IDBGLogOutput* const ring = m_pSMOutput.load();
+    if (file == nullptr || !IsWanted(level, file, ring)) {
         return;
     }
     const WCHAR* text = StripLineFeeds(message);
-    for (IDBGLogOutput* output : {m_pFileOutput, m_pSMOutput}) {
+    for (IDBGLogOutput* output : {file, ring}) {
         if (output != nullptr) {
             Contain([&] { output->WriteLogW(level, 0, text); });
         }

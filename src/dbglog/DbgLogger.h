@@ -1,6 +1,7 @@
 // The process-wide logger: filters, formats and cleans messages and passes them to its outputs.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 
 #include "dbglog/DbgLogOutput.h"
@@ -21,19 +22,22 @@ public:
     // Takes ownership of both outputs.
     void Attach(IDBGLogOutput* fileOutput, IDBGLogOutput* smOutput);
 
-    // Releases the file output, then the other one.
+    // Releases the file output, then the other one. Calls that are on their way go on with what
+    // they have; no later one writes anything.
     void Detach();
+
+    // Around a fork: all locks of the log are held meanwhile, so that the child finds none taken.
+    void BeforeFork();
+    void AfterFork(bool inChild);
 
     // Logs one message. format is that of WideFormat; by convention its first %s takes the name of
     // the calling function. Every message of the library has level 1.
     void Log(int level, const WCHAR* format, ...);
 
 private:
-    bool IsWanted(int level) const;
-
-    IDBGLogOutput* m_pFileOutput = nullptr;  // owned
-    IDBGLogOutput* m_pSMOutput = nullptr;    // owned
-    int m_nLevel = 2;                        // larger levels are dropped before formatting
+    std::atomic<IDBGLogOutput*> m_pFileOutput{nullptr};  // owned
+    std::atomic<IDBGLogOutput*> m_pSMOutput{nullptr};    // owned
+    int m_nLevel = 2;  // larger levels are dropped before formatting
 };
 
 // The one logger of the process.

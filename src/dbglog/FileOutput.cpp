@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
+#include "dbglog/CallsInProgress.h"
 #include "dbglog/LogCfgShared.h"
 #include "dbglog/ModuleFile.h"
 #include "dbglog/ProductInfo.h"
 #include "dbglog/TraceHook.h"
-#include "logshare/NamedLock.h"
 #include "logshare/SharedText.h"
 
 namespace NSDBG {
@@ -46,8 +46,8 @@ CFileOutput::CFileOutput() {
     configuration.GetLogFilePath(m_szConfigName, m_szLogFile, m_bIgnoreGlobalFile);
 }
 
-// A host may end while one of its threads still logs. That thread holds the lock and uses the
-// output, which then stays.
+// A host may end while its threads still log. A thread that holds the lock uses the output, one
+// that comes from the logger may be about to.
 void CFileOutput::Release() {
     {
         const std::unique_lock lock(m_csLock, std::try_to_lock);
@@ -56,15 +56,48 @@ void CFileOutput::Release() {
         }
         CloseFile();
     }
-    delete this;
+    if (!CallsInProgress::Any()) {
+        delete this;
+    }
 }
 
-int CFileOutput::GetLogLevel() {
-    const std::lock_guard guard(m_csLock);
+void CFileOutput::BeforeFork() {
+    m_csLock.lock();
+}
+
+void CFileOutput::AfterFork(bool inChild) {
+    m_bForked = m_bForked || inChild;
+    m_csLock.unlock();
+}
+
+// The parent's file has one position for both processes, and its configuration follows the id of
+// the parent. The child's own configuration begins with the file of the parent.
+void CFileOutput::SettleInChild() {
+    m_bForked = false;
+    CloseFile();
+    CLogCfgShared& configuration = CLogCfgShared::Instance();
+    RefreshLevel();
+    configuration.GetLogFilePath(m_szConfigName, m_szLogFile, m_bIgnoreGlobalFile);
+    configuration.CloseInChild();
+    configuration.RegisterModule(m_szConfigName);
+    if (m_szLogFile[0] != 0) {
+        configuration.SetLogFilePath(m_szConfigName, m_szLogFile);
+    }
+}
+
+void CFileOutput::RefreshLevel() {
     const int level = CLogCfgShared::Instance().GetModuleLevel(m_szConfigName);
     if (level >= 0) {
         m_nLevel = level;
     }
+}
+
+int CFileOutput::GetLogLevel() {
+    const std::lock_guard guard(m_csLock);
+    if (m_bForked) {
+        SettleInChild();
+    }
+    RefreshLevel();
     return m_nLevel;
 }
 
@@ -76,7 +109,7 @@ void CFileOutput::WriteLogW(int level, unsigned int errorCode, const WCHAR* text
     if (!EnsureFileOpen()) {
         return;
     }
-    const NamedLock fileLock(m_hFileMutex, kFileMutexWaitMs);
+    const NamedLock fileLock(m_hFileMutex, kFileMutexWaitMs, &m_patience);
     if (fileLock.Owned() && PrepareFile()) {
         Header header;
         MakeHeader(header, level, errorCode);
@@ -92,7 +125,7 @@ void CFileOutput::WriteLogA(int level, unsigned int errorCode, const char* text)
     if (!EnsureFileOpen()) {
         return;
     }
-    const NamedLock fileLock(m_hFileMutex, kFileMutexWaitMs);
+    const NamedLock fileLock(m_hFileMutex, kFileMutexWaitMs, &m_patience);
     if (!fileLock.Owned()) {
         TraceHook(WIDE("[%d:%d] Failed to wait mutex for file[%s]\r\n"), GetCurrentProcessId(),
                   GetCurrentThreadId(), m_szLogFile);

@@ -1,12 +1,14 @@
 // The log file of a module. docs/log-file.md shows what it looks like.
 #pragma once
 
+#include <initializer_list>
 #include <mutex>
 #include <string_view>
 
 #include "dbglog/DbgLogOutput.h"
 #include "logshare/ConfigBlock.h"
 #include "logshare/LogLine.h"
+#include "logshare/NamedLock.h"
 #include "platform/Platform.h"
 
 namespace NSDBG {
@@ -19,9 +21,13 @@ extern constinit DWORD g_logRollSize;
 // the same file.
 //
 // Threads: any. m_csLock keeps the threads of the process apart and a named mutex for each file
-// keeps the processes apart, so that lines stay whole. The configuration is asked only while the
-// file's mutex is not held. No wait for a mutex takes longer than 5000 ms; after that the message
-// is lost, as it is when the file cannot be opened, and the next message tries again.
+// keeps the processes apart. The configuration is asked only while the file's mutex is not held. No
+// wait for a mutex takes longer than 5000 ms; after that the message is lost, as it is when the
+// file cannot be opened, and the next message tries again, but waits only once the mutex was free
+// again.
+//
+// A line is one write; off Windows it is appended, so that it stays whole even when processes do
+// not share the mutex. A child of fork goes on at the level and in the file of its parent.
 //
 // The order of the slots and of the fields is fixed.
 class CFileOutput final : public IDBGLogOutput {
@@ -31,12 +37,17 @@ public:
     CFileOutput(const CFileOutput&) = delete;
     CFileOutput& operator=(const CFileOutput&) = delete;
 
-    // Closes the file; leaves everything as it is when a thread is still in a call. No call may
-    // begin after this one.
+    // Closes the file and destroys the output. No call may begin after this one. While messages are
+    // on their way through the logger the output is only closed; while a thread works in it, it is
+    // left as it is.
     void Release() override;
     void WriteLogA(int level, unsigned int errorCode, const char* text) override;
     void WriteLogW(int level, unsigned int errorCode, const WCHAR* text) override;
     int GetLogLevel() override;
+
+    // Around a fork: the lock is held meanwhile. The child opens what it needs with its first call.
+    void BeforeFork();
+    void AfterFork(bool inChild);
 
 private:
     using View = std::basic_string_view<WCHAR>;
@@ -44,7 +55,16 @@ private:
 
     ~CFileOutput() = default;
 
+    // A part of a line, and what to tell when it was not written whole.
+    struct Part {
+        std::string_view bytes;
+        const WCHAR* failure;
+    };
+
     // All below: under m_csLock. From PrepareFile on: under the file's mutex, too.
+
+    void SettleInChild();
+    void RefreshLevel();
 
     // The header of a line that this thread writes now.
     static void MakeHeader(Header& header, int level, unsigned int errorCode);
@@ -52,10 +72,16 @@ private:
     // Sees to it that the right file and its mutex are open; closes both on failure.
     bool EnsureFileOpen();
     bool OpenOrRoll();
+    void AskForFile(WCHAR (&wanted)[kLogPathCapacity]);
+    // Goes to the account's own folder when the account may not log into the file. False when it
+    // has none either.
+    bool LeaveForeignPlace();
     bool RollOver();
     bool OpenFile(bool prepareFolder);
+    bool TryOpen();
     bool CreateFileMutex();
     void CloseFile();
+    void CloseDeletedFile();
     void SwitchTo(View path);
     void ReadModuleBuild();
     DWORD SizeOfOpenFile(DWORD unknown) const;
@@ -67,13 +93,12 @@ private:
     void FindEncoding();
     void WriteSummary();
 
-    // Each part of a line is a separate write; one that fails does not stop the others. Text of the
-    // other width than the file's is converted; what cannot be converted, or needs more than 1024
-    // characters, becomes empty.
+    // Text of the other width than the file's is converted; what cannot be converted, or needs more
+    // than 1024 characters, becomes empty.
     void WriteLineW(View header, View text, bool withTail);
     void WriteLineA(std::string_view header, std::string_view text, bool withTail);
+    void WriteParts(std::initializer_list<Part> parts);
     bool SeekToEnd();
-    void WritePart(std::string_view bytes, const WCHAR* failure);
     void TraceFailure(const WCHAR* format) const;
 
     WCHAR m_szLogFile[kLogPathCapacity] = {};  // empty until the configuration gives one
@@ -87,6 +112,8 @@ private:
     HANDLE m_hFileMutex = nullptr;          // owned; of the file in m_szLogFile
     std::mutex m_csLock;
     int m_bIgnoreGlobalFile = 0;  // the executable is exempt from the process-wide file
+    LockPatience m_patience;      // with m_hFileMutex
+    bool m_bForked = false;       // handles and configuration are still those of the parent
 };
 
 }  // namespace NSDBG

@@ -1,8 +1,12 @@
 // Lines, their encoding and the file's mark.
 #include <cstring>
+#include <memory_resource>
+#include <numeric>
+#include <string>
 
 #include "dbglog/FileOutput.h"
 #include "dbglog/TraceHook.h"
+#include "platform/LogPlace.h"
 #include "platform/Text.h"
 
 namespace NSDBG {
@@ -14,6 +18,7 @@ using View = std::basic_string_view<WCHAR>;
 constexpr char kByteOrderMark[] = {'\xFF', '\xFE'};
 constexpr int kConvertedCapacity = 1024;    // characters
 constexpr std::size_t kTailCapacity = 260;  // characters, terminator included
+constexpr std::size_t kUsualLineBytes = 3072;
 
 constexpr const WCHAR* kHeaderFailure =
     WIDE("[%d:%d] Failed to Write log header. ERR=%d, [%d]File=%s\r\n");
@@ -69,13 +74,17 @@ bool CFileOutput::PrepareFile() {
 
 bool CFileOutput::WriteByteOrderMark() {
     DWORD written = 0;
-    if (!SetFilePointerEx(m_hFile, LARGE_INTEGER{}, nullptr, FILE_BEGIN) ||
-        !WriteFile(m_hFile, kByteOrderMark, sizeof kByteOrderMark, &written, nullptr) ||
-        written != sizeof kByteOrderMark) {
-        return false;
+    // Not appended: should two processes do it at once, the second changes nothing.
+    SetAppending(m_hFile, false);
+    const bool done =
+        SetFilePointerEx(m_hFile, LARGE_INTEGER{}, nullptr, FILE_BEGIN) &&
+        WriteFile(m_hFile, kByteOrderMark, sizeof kByteOrderMark, &written, nullptr) &&
+        written == sizeof kByteOrderMark;
+    SetAppending(m_hFile, true);
+    if (done) {
+        FlushFileBuffers(m_hFile);
     }
-    FlushFileBuffers(m_hFile);
-    return true;
+    return done;
 }
 
 // The encoding stays as it is when the start of the file cannot be read.
@@ -96,17 +105,14 @@ void CFileOutput::WriteLineW(View header, View text, bool withTail) {
                    ToAnsi(text, narrowText, kConvertedCapacity), withTail);
         return;
     }
-    if (!SeekToEnd()) {
-        return;
-    }
-    WritePart(BytesOf(header), kHeaderFailure);
-    WritePart(BytesOf(text), kMessageFailure);
+    Tail tail = {};
     if (withTail) {
-        Tail tail;
         MakeTail(tail, m_szProcessName, m_szModuleName, m_dwFileVersionLS);
-        WritePart(BytesOf(tail), kTailFailure);
     }
-    WritePart(BytesOf(WIDE("\r\n")), kLineEndFailure);
+    WriteParts({{BytesOf(header), kHeaderFailure},
+                {BytesOf(text), kMessageFailure},
+                {BytesOf(tail), kTailFailure},
+                {BytesOf(WIDE("\r\n")), kLineEndFailure}});
 }
 
 void CFileOutput::WriteLineA(std::string_view header, std::string_view text, bool withTail) {
@@ -117,19 +123,43 @@ void CFileOutput::WriteLineA(std::string_view header, std::string_view text, boo
                    ToWide(text, wideText, kConvertedCapacity), withTail);
         return;
     }
-    if (!SeekToEnd()) {
-        return;
-    }
-    WritePart(header, kHeaderFailure);
-    WritePart(text, kMessageFailure);
+    char narrowTail[kConvertedCapacity];
+    std::string_view tailBytes;
     if (withTail) {
         Tail tail;
         MakeTail(tail, m_szProcessName, m_szModuleName, m_dwFileVersionLS);
-        char narrowTail[kConvertedCapacity];
-        const std::string_view bytes = ToAnsi(tail, narrowTail, kConvertedCapacity);
-        WritePart(bytes.substr(0, kTailCapacity - 1), kTailFailure);
+        tailBytes = ToAnsi(tail, narrowTail, kConvertedCapacity).substr(0, kTailCapacity - 1);
     }
-    WritePart("\r\n", kLineEndFailure);
+    WriteParts({{header, kHeaderFailure},
+                {text, kMessageFailure},
+                {tailBytes, kTailFailure},
+                {"\r\n", kLineEndFailure}});
+}
+
+// One write for all: a line that other processes write at the same time comes before or behind it.
+// A usual line fits into the memory on the stack.
+void CFileOutput::WriteParts(std::initializer_list<Part> parts) {
+    if (!SeekToEnd()) {
+        return;
+    }
+    char room[kUsualLineBytes];
+    std::pmr::monotonic_buffer_resource memory(room, sizeof room);
+    std::pmr::string line(&memory);
+    line.reserve(
+        std::accumulate(parts.begin(), parts.end(), std::size_t{0},
+                        [](std::size_t sum, const Part& part) { return sum + part.bytes.size(); }));
+    for (const Part& part : parts) {
+        line += part.bytes;
+    }
+    DWORD written = 0;
+    WriteFile(m_hFile, line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
+    std::size_t end = 0;
+    for (const Part& part : parts) {
+        end += part.bytes.size();
+        if (!part.bytes.empty() && end > written) {
+            TraceFailure(part.failure);
+        }
+    }
 }
 
 bool CFileOutput::SeekToEnd() {
@@ -138,14 +168,6 @@ bool CFileOutput::SeekToEnd() {
     }
     TraceFailure(WIDE("[%d:%d] Failed to SetFilePointer. ERR=%d, [%d]File=%s\r\n"));
     return false;
-}
-
-void CFileOutput::WritePart(std::string_view bytes, const WCHAR* failure) {
-    DWORD written = 0;
-    if (!bytes.empty() &&
-        !WriteFile(m_hFile, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr)) {
-        TraceFailure(failure);
-    }
 }
 
 void CFileOutput::TraceFailure(const WCHAR* format) const {

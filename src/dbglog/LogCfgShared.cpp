@@ -6,9 +6,7 @@
 #include <string_view>
 
 #include "dbglog/TraceHook.h"
-#include "logshare/NamedLock.h"
 #include "logshare/SharedText.h"
-#include "platform/FaultPoint.h"
 #include "platform/Text.h"
 
 namespace {
@@ -47,12 +45,11 @@ void CopyPath(const WCHAR (&field)[kLogPathCapacity], WCHAR (&buffer)[kLogPathCa
 }  // namespace
 
 CLogCfgShared& CLogCfgShared::Instance() {
-    static CLogCfgShared instance;
+    static CLogCfgShared& instance = *new CLogCfgShared;
     return instance;
 }
 
 CLogCfgShared::~CLogCfgShared() {
-    const FaultScope scope("log");
     Close();
 }
 
@@ -61,19 +58,36 @@ void CLogCfgShared::Close() {
         return;
     }
     {
-        const NamedLock lock(m_hMutex, kLogCfgWaitMs);
-        m_pCurEntry = nullptr;
-        if (m_pBlock != nullptr) {
-            UnmapViewOfFile(m_pBlock);
-            m_pBlock = nullptr;
-        }
-        if (m_hMapping != nullptr) {
-            CloseHandle(m_hMapping);
-            m_hMapping = nullptr;
-        }
+        const NamedLock lock(m_hMutex, kLogCfgWaitMs, &m_patience);
+        GiveUpBlock();
     }
+    GiveUpMutex();
+}
+
+// The parent's mutex is not waited for: no other thread of this process can use the block.
+void CLogCfgShared::CloseInChild() {
+    GiveUpBlock();
+    if (m_hMutex != nullptr) {
+        GiveUpMutex();
+    }
+}
+
+void CLogCfgShared::GiveUpBlock() {
+    m_pCurEntry = nullptr;
+    if (m_pBlock != nullptr) {
+        UnmapViewOfFile(m_pBlock);
+        m_pBlock = nullptr;
+    }
+    if (m_hMapping != nullptr) {
+        CloseHandle(m_hMapping);
+        m_hMapping = nullptr;
+    }
+}
+
+void CLogCfgShared::GiveUpMutex() {
     CloseHandle(m_hMutex);
     m_hMutex = nullptr;
+    m_patience.Renew();
 }
 
 // Threads that call this at the same time each create it; the first handle stored is kept.
@@ -158,7 +172,7 @@ void CLogCfgShared::RegisterModule(const WCHAR* moduleName) {
     }
     WCHAR path[kFullPathCapacity] = {};
     MakeLogFilePath(moduleName, path);
-    const NamedLock lock(Mutex(), kLogCfgWaitMs);
+    const NamedLock lock(Mutex(), kLogCfgWaitMs, &m_patience);
     if (!lock.Owned() || SoundBlock() == nullptr) {
         return;
     }
@@ -169,7 +183,7 @@ void CLogCfgShared::RegisterModule(const WCHAR* moduleName) {
 }
 
 int CLogCfgShared::GetModuleLevel(const WCHAR* moduleName) {
-    const NamedLock lock(Mutex(), kLogCfgWaitMs);
+    const NamedLock lock(Mutex(), kLogCfgWaitMs, &m_patience);
     const LogCfgBlock* block = lock.Owned() ? SoundBlock() : nullptr;
     if (block == nullptr) {
         return kLogLevelNone;
@@ -185,7 +199,7 @@ int CLogCfgShared::GetModuleLevel(const WCHAR* moduleName) {
 
 void CLogCfgShared::GetLogFilePath(const WCHAR* moduleName, WCHAR (&buffer)[kLogPathCapacity],
                                    int ignoreProcessFile) {
-    const NamedLock lock(Mutex(), kLogCfgWaitMs);
+    const NamedLock lock(Mutex(), kLogCfgWaitMs, &m_patience);
     const LogCfgBlock* block = lock.Owned() ? SoundBlock() : nullptr;
     if (block == nullptr) {
         return;
@@ -209,7 +223,7 @@ void CLogCfgShared::SetLogFilePath(const WCHAR* moduleName, const WCHAR* path) {
     if (*path != 0) {
         MakeLogFilePath(path, full);
     }
-    const NamedLock lock(Mutex(), kLogCfgWaitMs);
+    const NamedLock lock(Mutex(), kLogCfgWaitMs, &m_patience);
     LogCfgBlock* block = lock.Owned() ? SoundBlock() : nullptr;
     if (block == nullptr) {
         return;

@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "logshare/ConfigBlock.h"
+#include "logshare/NamedLock.h"
 #include "platform/Platform.h"
 
 // Room for a full path before it is cut to the block's fields; units, terminator included.
@@ -13,12 +14,14 @@ inline constexpr std::size_t kFullPathCapacity = 1024;
 // and from the configuration block, which outside tools change while the process runs.
 //
 // Threads: every operation may be called from any thread. Operations on the block hold its mutex
-// for their own length, wait for it at most 5000 ms, and give the answer named at each of them when
-// the block is not available. Failures are not reported.
+// for their own length, wait for it at most 5000 ms, after a time-out not at all until it was free
+// again, and give the answer named at each of them when the block is not available. Failures are
+// not reported.
 class CLogCfgShared {
 public:
     // The object of this module, made by the first call; the library makes that call at load,
-    // before it makes the logger, so that the logger's outputs are gone when this object goes.
+    // before it makes the logger. It is never destroyed, since a thread may log while the process
+    // ends: the library closes it at unload, behind the logger's outputs.
     static CLogCfgShared& Instance();
 
     CLogCfgShared(const CLogCfgShared&) = delete;
@@ -52,6 +55,17 @@ public:
     // The log folder with '\' at its end.
     const WCHAR* GetLogFolder();
 
+    // Gives back block and mutex; the next operation would open them again. To be called when no
+    // other thread is in an operation.
+    void Close();
+
+    // The same in a child of fork, whose mutex and block are those of its parent.
+    void CloseInChild();
+
+    // Around a fork: the locks of what was read from the registry are held meanwhile.
+    static void BeforeFork();
+    static void AfterFork();
+
     // Bit 0 engine, bit 1 management, bit 2 any component; 8 alone: preinstallation environment.
     int InstallFlags() const { return m_nInstallFlags; }
 
@@ -65,8 +79,8 @@ private:
     CLogCfgShared();
     ~CLogCfgShared();
 
-    // Gives back block and mutex; the next operation would open them again.
-    void Close();
+    void GiveUpBlock();
+    void GiveUpMutex();
 
     // Created by the first call; null when that fails. The object keeps it.
     HANDLE Mutex();
@@ -100,4 +114,5 @@ private:
     LogCfgEntry* m_pCurEntry = nullptr;  // found by the last lookup; under the mutex
     int m_nInstallFlags = 0;
     WCHAR m_szLogFolder[kLogPathCapacity] = {};
+    LockPatience m_patience;  // with m_hMutex
 };

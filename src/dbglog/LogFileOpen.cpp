@@ -9,6 +9,7 @@
 #include "logshare/LogFileName.h"
 #include "logshare/NamedLock.h"
 #include "logshare/SharedText.h"
+#include "platform/LogPlace.h"
 #include "platform/Text.h"
 
 namespace NSDBG {
@@ -23,6 +24,23 @@ constexpr std::size_t kMutexNameCapacity = 260;  // units, terminator included
 DWORD SizeOfPath(const WCHAR* path) {
     WIN32_FILE_ATTRIBUTE_DATA data;
     return GetFileAttributesExW(path, GetFileExInfoStandard, &data) ? data.nFileSizeLow : 0;
+}
+
+// Neither step follows a link to what is missing, as one that opens or makes a file would.
+HANDLE OpenOrMake(const WCHAR* path) {
+    OpenToAll everyone;
+    HANDLE file = INVALID_HANDLE_VALUE;
+    for (const DWORD how : {OPEN_EXISTING, CREATE_NEW, OPEN_EXISTING}) {
+        file = CreateFileW(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                           everyone.get(), how, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN,
+                           nullptr);
+        const DWORD error = GetLastError();
+        if (file != INVALID_HANDLE_VALUE ||
+            (error != ERROR_FILE_NOT_FOUND && error != ERROR_FILE_EXISTS)) {
+            break;
+        }
+    }
+    return file;
 }
 
 // The same name for every spelling of a path that the file system treats as the same.
@@ -45,15 +63,20 @@ bool CFileOutput::EnsureFileOpen() {
 }
 
 bool CFileOutput::OpenOrRoll() {
-    // Without an answer the file stays the same.
     WCHAR wanted[kLogPathCapacity];
-    SetText(wanted, m_szLogFile);
-    CLogCfgShared::Instance().GetLogFilePath(m_szConfigName, wanted, m_bIgnoreGlobalFile);
+    AskForFile(wanted);
+    CloseDeletedFile();
     const bool wasOpen = m_hFile != INVALID_HANDLE_VALUE;
     const bool sameSeries = SameLogSeries(wanted, m_szLogFile);
     if (!sameSeries) {
         CloseFile();
         SwitchTo(wanted);
+    }
+    if (m_hFile == INVALID_HANDLE_VALUE && !MayLogTo(m_szLogFile)) {
+        if (!LeaveForeignPlace()) {
+            return false;
+        }
+        SetText(wanted, m_szLogFile);
     }
     const DWORD size = sameSeries && wasOpen ? SizeOfOpenFile(0) : SizeOfPath(wanted);
     const bool full = size >= g_logRollSize;
@@ -64,9 +87,33 @@ bool CFileOutput::OpenOrRoll() {
         }
     }
     // Where a file was open, its series' folder is there. Another series' folder is prepared after
-    // the first failure.
+    // a failure.
     const bool prepareFolder = !wasOpen || (!sameSeries && full);
     return m_hFile != INVALID_HANDLE_VALUE || OpenFile(prepareFolder);
+}
+
+void CFileOutput::AskForFile(WCHAR (&wanted)[kLogPathCapacity]) {
+    CLogCfgShared& configuration = CLogCfgShared::Instance();
+    // Without an answer the file stays the same.
+    SetText(wanted, m_szLogFile);
+    configuration.GetLogFilePath(m_szConfigName, wanted, m_bIgnoreGlobalFile);
+    if (wanted[0] == 0) {
+        // A tool has taken the module's file away: this gives it its default file.
+        configuration.SetLogFilePath(m_szConfigName, wanted);
+        configuration.GetLogFilePath(m_szConfigName, wanted, m_bIgnoreGlobalFile);
+    }
+}
+
+bool CFileOutput::LeaveForeignPlace() {
+    const WString path = m_szLogFile;
+    const WString folder = OwnLogFolder();
+    const WString own = folder + path.substr(path.find_last_of(WIDE("\\/")) + 1);
+    if (path.empty() || folder.empty() || own.size() >= kLogPathCapacity ||
+        !MayLogTo(own.c_str())) {
+        return false;
+    }
+    SwitchTo(own);
+    return true;
 }
 
 // Goes to the next number whose file has room. Nothing is ever renamed.
@@ -89,10 +136,10 @@ bool CFileOutput::OpenFile(bool prepareFolder) {
     if (prepareFolder) {
         PrepareLogFolder(m_szLogFile);
     }
-    OpenToAll everyone;
-    m_hFile = CreateFileW(m_szLogFile, GENERIC_READ | GENERIC_WRITE,
-                          FILE_SHARE_READ | FILE_SHARE_WRITE, everyone.get(), OPEN_ALWAYS,
-                          FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+    if (!TryOpen() && !prepareFolder) {
+        PrepareLogFolder(m_szLogFile);
+        TryOpen();
+    }
     if (m_hFile == INVALID_HANDLE_VALUE) {
         TraceHook(WIDE("[%d:%d] Failed to create file [%s]. ERR=%d\r\n"), GetCurrentProcessId(),
                   GetCurrentThreadId(), m_szLogFile, GetLastError());
@@ -103,6 +150,15 @@ bool CFileOutput::OpenFile(bool prepareFolder) {
         ReadModuleBuild();
     }
     return true;
+}
+
+bool CFileOutput::TryOpen() {
+    m_hFile = OpenOrMake(m_szLogFile);
+    if (m_hFile != INVALID_HANDLE_VALUE && !AdoptLogFile(m_hFile, m_szLogFile)) {
+        CloseHandle(m_hFile);
+        m_hFile = INVALID_HANDLE_VALUE;
+    }
+    return m_hFile != INVALID_HANDLE_VALUE;
 }
 
 void CFileOutput::ReadModuleBuild() {
@@ -137,6 +193,17 @@ void CFileOutput::CloseFile() {
     if (m_hFileMutex != nullptr) {
         CloseHandle(m_hFileMutex);
         m_hFileMutex = nullptr;
+        m_patience.Renew();
+    }
+}
+
+// Messages in a file without a name would be seen by no reader.
+void CFileOutput::CloseDeletedFile() {
+    FILE_STANDARD_INFO info;
+    if (m_hFile != INVALID_HANDLE_VALUE &&
+        GetFileInformationByHandleEx(m_hFile, FileStandardInfo, &info, sizeof info) &&
+        info.NumberOfLinks == 0) {
+        CloseFile();
     }
 }
 

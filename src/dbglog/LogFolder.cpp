@@ -5,6 +5,7 @@
 #include "dbglog/LogCfgShared.h"
 #include "dbglog/ProductInfo.h"
 #include "logshare/SharedText.h"
+#include "platform/LogPlace.h"
 #include "platform/Text.h"
 
 namespace {
@@ -69,7 +70,9 @@ CLogCfgShared::CLogCfgShared() : m_nInstallFlags(DetectInstallFlags()) {
 
 const WCHAR* CLogCfgShared::GetLogFolder() {
     if (m_szLogFolder[0] == 0) {
-        SetText(m_szLogFolder, FindLogFolder(m_nInstallFlags));
+        const WString folder = FindLogFolder(m_nInstallFlags);
+        const WString own = IsFolderForLogs(folder) ? WString() : OwnLogFolder();
+        SetText(m_szLogFolder, own.empty() ? folder : own);
     }
     return m_szLogFolder;
 }

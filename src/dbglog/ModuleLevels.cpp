@@ -23,8 +23,9 @@ struct LevelCache {
     std::map<WString, int> levels;
 };
 
+// Never destroyed, as a process may fork while it ends.
 LevelCache& Levels() {
-    static LevelCache cache;
+    static LevelCache& cache = *new LevelCache;
     return cache;
 }
 
@@ -36,7 +37,7 @@ struct ExecutableList {
 };
 
 ExecutableList& ExemptExecutables() {
-    static ExecutableList list;
+    static ExecutableList& list = *new ExecutableList;
     return list;
 }
 
@@ -55,6 +56,16 @@ int ReadLevel(int component, const WCHAR* name) {
 }
 
 }  // namespace
+
+void CLogCfgShared::BeforeFork() {
+    Levels().lock.lock();
+    ExemptExecutables().lock.lock();
+}
+
+void CLogCfgShared::AfterFork() {
+    ExemptExecutables().lock.unlock();
+    Levels().lock.unlock();
+}
 
 int CLogCfgShared::EffectiveComponent() const {
     const int component = LOGUTILS::GetModuleComponent();

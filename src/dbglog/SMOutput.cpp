@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "dbglog/CallsInProgress.h"
 #include "dbglog/ProductInfo.h"
 #include "logshare/RingBlock.h"
 
@@ -36,7 +37,17 @@ void CSMOutput::Release() {
         m_pShareMemory.reset();
         m_pBreakpoints.reset();
     }
-    delete this;
+    if (!CallsInProgress::Any()) {
+        delete this;
+    }
+}
+
+void CSMOutput::BeforeFork() {
+    m_csLock.lock();
+}
+
+void CSMOutput::AfterFork() {
+    m_csLock.unlock();
 }
 
 void CSMOutput::WriteLogA(int level, unsigned int errorCode, const char* text) {

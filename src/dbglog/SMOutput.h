@@ -30,9 +30,13 @@ public:
     CSMOutput(const CSMOutput&) = delete;
     CSMOutput& operator=(const CSMOutput&) = delete;
 
-    // Leaves everything as it is when a thread is still in a call. No call may begin after this
-    // one.
+    // No call may begin after this one. While messages are on their way through the logger the
+    // output is only closed; while a thread works in it, it is left as it is.
     void Release() override;
+
+    // Around a fork: the lock is held meanwhile.
+    void BeforeFork();
+    void AfterFork();
 
     // A text that has more than 1023 units, or cannot be converted, is sent as an empty one.
     void WriteLogA(int level, unsigned int errorCode, const char* text) override;

@@ -2,7 +2,6 @@
 
 #include <atomic>
 
-#include "logshare/NamedLock.h"
 #include "logshare/SharedText.h"
 #include "logshare/SharedView.h"
 #include "platform/OwnedHandle.h"
@@ -118,7 +117,7 @@ void CLogShareMemory::PutRecord(const LogRecord& record) {
         return;
     }
     {
-        const NamedLock lock(m_hMutex, kRingWaitMs);
+        const NamedLock lock(m_hMutex, kRingWaitMs, &m_patience);
         if (!lock.Owned()) {
             return;
         }

@@ -4,6 +4,7 @@
 #include <list>
 
 #include "logshare/LogMessage.h"
+#include "logshare/NamedLock.h"
 #include "logshare/RingBlock.h"
 
 // Writer: any process of that name, and only while the ring event exists, which the viewer makes.
@@ -54,4 +55,5 @@ private:
     HANDLE m_hMutex = nullptr;
     HANDLE m_hMapping = nullptr;
     HANDLE m_hEvent = nullptr;
+    LockPatience m_patience;  // with m_hMutex
 };

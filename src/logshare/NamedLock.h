@@ -2,7 +2,29 @@
 // the account).
 #pragma once
 
+#include <atomic>
+
 #include "platform/Platform.h"
+
+// Remembers that a wait for a mutex has timed out. Until the mutex was free again it is only tried,
+// so that a process that was stopped while it held the mutex delays each thread here at most once.
+class LockPatience {
+public:
+    DWORD Limit(DWORD milliseconds) const { return m_isOver.load() ? 0 : milliseconds; }
+    void Learn(DWORD result) {
+        if (result == WAIT_TIMEOUT) {
+            m_isOver.store(true);
+        } else if (result == WAIT_OBJECT_0 || result == WAIT_ABANDONED) {
+            m_isOver.store(false);
+        }
+    }
+
+    // For another mutex.
+    void Renew() { m_isOver.store(false); }
+
+private:
+    std::atomic<bool> m_isOver{false};
+};
 
 // Waits for a mutex and releases it at the end of the scope.
 //
@@ -13,6 +35,10 @@ class NamedLock {
 public:
     NamedLock(HANDLE mutex, DWORD milliseconds)
         : m_mutex(mutex), m_result(WaitForSingleObject(mutex, milliseconds)) {}
+    NamedLock(HANDLE mutex, DWORD milliseconds, LockPatience* patience)
+        : NamedLock(mutex, patience->Limit(milliseconds)) {
+        patience->Learn(m_result);
+    }
     ~NamedLock() { ReleaseMutex(m_mutex); }
     NamedLock(const NamedLock&) = delete;
     NamedLock& operator=(const NamedLock&) = delete;

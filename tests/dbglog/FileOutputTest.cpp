@@ -117,7 +117,6 @@ TEST_F(LogFileTest, RollsToTheFirstNumberWithRoom) {
 TEST_F(LogFileTest, FollowsTheConfiguration) {
     Write("one");
     SetProcessLogFile(folder.wide("new\\sub\\b.log"));
-    Write("lost: the folder is made after the first failure");
     Write("two");
     {
         const OpenConfig config;
@@ -140,6 +139,27 @@ TEST_F(LogFileTest, FollowsTheConfiguration) {
     EXPECT_EQ(Messages("a.log"), Texts{"one"});
     EXPECT_EQ(Messages("new/sub/b.log"), (Texts{"two", "three"}));
     EXPECT_EQ(Messages("c.log"), Texts{"four"});
+}
+
+// As a tool does that sets a module's file to the default: only the module knows which one that is.
+TEST_F(LogFileTest, LosesNoMessageOnItsWayToTheDefaultFile) {
+    Write("before");
+    WString file;
+    {
+        const OpenConfig config;
+        SetText(config->szLogFile, WIDE(""));
+        SetText(config->entries[0].szLogFile, WIDE(""));
+    }
+    Write("after");
+    file = TextOf(OpenConfig()->entries[0].szLogFile);
+    EXPECT_EQ(Messages("a.log"), Texts{"before"});
+    const std::filesystem::path path = Utf8FromWide(file);
+    std::string native = path.string();
+    std::replace(native.begin(), native.end(), '\\', '/');
+    EXPECT_NE(LogText(native).find("] after   {"), std::string::npos) << native;
+    SetProcessLogFile(folder.wide("a.log"));
+    Write("back");
+    std::filesystem::remove(native);
 }
 
 TEST_F(LogFileTest, SurvivesPathsThatCannotBeWritten) {

@@ -34,8 +34,7 @@ void TellParent(const Arguments& arguments) {
     SetEvent(OwnedHandle(TellEvent(arguments[0])).get());
 }
 
-int Write(const Arguments& arguments) {
-    NSDBG::g_logRollSize = static_cast<DWORD>(LineCount()) * 512;
+int WriteOneFile(const Arguments& arguments) {
     SetProcessLogFile(Wide(arguments[1]));
     const int writer = std::stoi(arguments[2]);
     const auto logLines = [&](int thread) {
@@ -53,6 +52,11 @@ int Write(const Arguments& arguments) {
     }
     std::for_each(threads.begin(), threads.end(), [](std::thread& thread) { thread.join(); });
     return 0;
+}
+
+int Write(const Arguments& arguments) {
+    NSDBG::g_logRollSize = static_cast<DWORD>(LineCount()) * 512;
+    return WriteOneFile(arguments);
 }
 
 int HoldFileMutex(const Arguments& arguments) {
@@ -92,6 +96,7 @@ int View(const Arguments& arguments) {
 }
 
 const TestRole g_writer("writer", Write);
+const TestRole g_steadyWriter("steady writer", WriteOneFile);
 const TestRole g_holder("holder", HoldFileMutex);
 const TestRole g_viewer("viewer", View);
 

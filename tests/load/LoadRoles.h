@@ -22,10 +22,10 @@ std::string Message(int writer, int thread, int number);
 WString OwnExecutable();
 
 // A child in a role of this program: "writer FILE NUMBER" logs and, unless it is a steady one,
-// tells of its first message; "holder FILE" takes the file's mutex and tells; "viewer MANNER"
-// attaches and tells. The manner "hold" stops the thread that logs Message(1, 1, 0) and tells
-// again, "leave" ends with the first messages. Roles wait to be killed where nothing else ends
-// them.
+// tells of its first message, a "steady writer" into one file; "holder FILE" takes the file's mutex
+// and tells; "viewer MANNER" attaches and tells. The manner "hold" stops the thread that logs
+// Message(1, 1, 0) and tells again, "leave" ends with the first messages. Roles wait to be killed
+// where nothing else ends them.
 HostChild StartRole(const std::string& role, const std::string& first, int writer = 0);
 
 // Waits until a child has told that it has come that far.

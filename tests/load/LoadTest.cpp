@@ -76,6 +76,7 @@ bool AllDone(std::vector<HostChild>* children) {
                        [](HostChild& child) { return child.Wait(0).has_value(); });
 }
 
+const auto kRemoveAfterMs = static_cast<std::uint32_t>(LoadSize(5, 100));
 const auto kKillAfterMs = static_cast<std::uint32_t>(LoadSize(20, 200));
 
 struct Survivors {
@@ -115,6 +116,52 @@ TEST(Load, FileLosesOneMessageAKill) {
     const int missing = ReadLog(folder, survivors.kills).Missing(survivors.writers);
     std::printf("%d kills, %d messages lost\n", survivors.kills, missing);
     EXPECT_LE(missing, survivors.kills);
+}
+
+// Removes the files of the objects in the folder, and in those of accounts in it.
+void RemoveObjects(const std::filesystem::path& folder) {
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder, ignored)) {
+        if (entry.is_regular_file(ignored)) {
+            std::filesystem::remove(entry.path(), ignored);
+        }
+    }
+}
+
+// The writers' objects have files of their own, without which each has a mutex of its own.
+TEST(Load, LinesStayWholeWithoutTheObjectsFiles) {
+    WCHAR before[512] = {};
+    if (GetEnvironmentVariableW(WIDE("FENWICKEL_OBJECTS"), before, 512) == 0) {
+        GTEST_SKIP() << "objects have no files here";
+    }
+    const TempFolder folder;
+    std::filesystem::create_directory(folder / "o");
+    const WString objects = Wide((folder / "o/").string());
+    SetEnvironmentVariableW(WIDE("FENWICKEL_OBJECTS"), objects.c_str());
+    std::vector<HostChild> writers;
+    for (int writer = 1; writer <= 4; ++writer) {
+        writers.push_back(StartRole("steady writer", Narrow(folder.wide("load.Log")), writer));
+    }
+    SetEnvironmentVariableW(WIDE("FENWICKEL_OBJECTS"), before);
+    for (; !AllDone(&writers); writers[0].Wait(kRemoveAfterMs)) {
+        RemoveObjects(folder / "o");
+    }
+    std::string text = LogText(folder / "load.Log");
+    // Two writers may begin one file. The line without a header begins a summary.
+    const std::string begin =
+        "[   Date        Time      Level  PID     TID   ErrCode    ] .......\r\n";
+    for (std::size_t at; (at = text.find(begin)) != text.npos;) {
+        text.erase(at, begin.size());
+    }
+    Tally tally;
+    int lines = 0;
+    for (const std::string& message : MessagesOf(text)) {
+        EXPECT_TRUE(tally.Add(message)) << message;
+        ++lines;
+    }
+    EXPECT_EQ(lines, 4 * kThreads * LineCount());
+    EXPECT_EQ(tally.misplaced, 0);
+    EXPECT_EQ(tally.Missing({1, 2, 3, 4}), 0);
 }
 
 TEST(Load, RingLosesWhatIsOverrunAndOneMessageAKill) {

@@ -146,6 +146,10 @@ TEST(ContractFiles, ReadsWritesSeeksAndCuts) {
         LARGE_INTEGER size;
         EXPECT_TRUE(Seek(file, end) && SetEndOfFile(file) && GetFileSizeEx(file, &size));
         EXPECT_EQ(size.QuadPart, end);
+        FILE_STANDARD_INFO info;
+        EXPECT_TRUE(GetFileInformationByHandleEx(file, FileStandardInfo, &info, sizeof info));
+        EXPECT_EQ(info.EndOfFile.QuadPart, end);
+        EXPECT_EQ(info.NumberOfLinks, 1U);
     }
     EXPECT_TRUE(FlushFileBuffers(file) && CloseHandle(file));
 

@@ -7,6 +7,7 @@
 
 #include "platform/FaultPoint.h"
 #include "platform/Folder.h"
+#include "platform/posix/Descriptor.h"
 #include "platform/posix/Errors.h"
 #include "platform/posix/FileTime.h"
 #include "platform/posix/Names.h"
@@ -39,6 +40,32 @@ BOOL GetFileAttributesExW(const WCHAR* path, GET_FILEEX_INFO_LEVELS, void* data)
         return Fail(OpenErrorAt(errno, bytes));
     }
     FillAttributes(status, static_cast<WIN32_FILE_ATTRIBUTE_DATA*>(data));
+    return TRUE;
+}
+
+BOOL GetFileInformationByHandleEx(HANDLE file, FILE_INFO_BY_HANDLE_CLASS, void* data,
+                                  DWORD byteCount) {
+    if (FaultFails("GetFileInformationByHandleEx")) {
+        return FALSE;
+    }
+    const int descriptor = FileDescriptorOf(file);
+    struct stat status;
+    if (descriptor < 0) {
+        return FALSE;
+    }
+    if (byteCount < sizeof(FILE_STANDARD_INFO)) {
+        return Fail(ERROR_BAD_LENGTH);
+    }
+    if (fstat(descriptor, &status) != 0) {
+        return Fail(TransferError(errno));
+    }
+    constexpr LONGLONG kBlock = 512;
+    FILE_STANDARD_INFO info{};
+    info.AllocationSize.QuadPart = status.st_blocks * kBlock;
+    info.EndOfFile.QuadPart = status.st_size;
+    info.NumberOfLinks = static_cast<DWORD>(status.st_nlink);
+    info.DeletePending = status.st_nlink == 0;
+    *static_cast<FILE_STANDARD_INFO*>(data) = info;
     return TRUE;
 }
 

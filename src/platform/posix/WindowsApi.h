@@ -116,6 +116,16 @@ struct WIN32_FILE_ATTRIBUTE_DATA {
 HANDLE CreateFileW(const WCHAR* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
                    DWORD disposition, DWORD attributes, HANDLE templateFile);
 BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER* size);
+enum FILE_INFO_BY_HANDLE_CLASS { FileStandardInfo = 1 };
+struct FILE_STANDARD_INFO {
+    LARGE_INTEGER AllocationSize;
+    LARGE_INTEGER EndOfFile;
+    DWORD NumberOfLinks;
+    BYTE DeletePending;
+    BYTE Directory;
+};
+BOOL GetFileInformationByHandleEx(HANDLE file, FILE_INFO_BY_HANDLE_CLASS kind, void* data,
+                                  DWORD byteCount);
 BOOL ReadFile(HANDLE file, void* buffer, DWORD byteCount, DWORD* bytesRead, OVERLAPPED* overlapped);
 BOOL WriteFile(HANDLE file, const void* buffer, DWORD byteCount, DWORD* bytesWritten,
                OVERLAPPED* overlapped);
