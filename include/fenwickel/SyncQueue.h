@@ -40,8 +40,8 @@ private:
     // The front slot's numbers say where in the ring the oldest item is, and how many there are.
     struct Slot {
         T item{};
-        std::size_t first = 0;
-        std::size_t count = 0;
+        std::uint32_t first = 0;
+        std::uint32_t count = 0;
     };
 
     // The slot so many places behind the oldest item's, after the last one from the front again.
