@@ -80,6 +80,17 @@ TEST_F(LogAccountTest, RootFindsTheProgramsOfOthersAndStrangersDoNot) {
     EXPECT_NE(Log("show " + id).out.find("level  1\n"), std::string::npos);
 }
 
+TEST_F(LogAccountTest, ThatNothingIsLoggedIsSaidOnce) {
+    const std::string tool = fs::absolute(FENWICKEL_LOG_TOOL).string();
+    for (const char* const home : {"", "HOME=/tmp "}) {
+        const ToolResult result =
+            Run(std::string("-i ") + home + "setpriv --reuid=54321 --clear-groups " + tool +
+                    " log show 1",
+                "/usr/bin/env");
+        EXPECT_EQ(Count(result.err, "are not logged"), *home == 0 ? 1U : 0U) << result.err;
+    }
+}
+
 TEST_F(LogAccountTest, ATakenFolderIsNamed) {
     const std::string folder = std::getenv("FENWICKEL_OBJECTS") + std::string("fenwickel-54323");
     fs::create_directory(folder);

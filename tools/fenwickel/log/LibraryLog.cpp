@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -10,8 +11,10 @@
 #include "logshare/LogEntries.h"
 #include "logshare/LogText.h"
 #include "logshare/SharedText.h"
+#include "platform/LogPlace.h"
 #include "platform/OwnedHandle.h"
 #include "system/Paths.h"
+#include "system/Processes.h"
 
 namespace {
 
@@ -148,6 +151,19 @@ std::string LastFailure(std::vector<WString> messages) {
     return Words(messages[first]);
 }
 
+// Without a file of the tool's the library logs beside the program. Where it may not, it goes to
+// the account's own place, and logs nothing without one.
+void SayWhenNothingIsLogged(const WString& path) {
+    const bool mayLog = path.empty()
+                            ? IsFolderForLogs(HostParentFolder(HostWidePath(HostOwnProgram())))
+                            : MayLogTo(path.c_str());
+    if (!mayLog && OwnLogFolder().empty()) {
+        std::fprintf(stderr,
+                     "fenwickel: the library's messages are not logged: this account has no home "
+                     "folder: set HOME or XDG_STATE_HOME\n");
+    }
+}
+
 }  // namespace
 
 LibraryLog::LibraryLog() : LibraryLog(HostStateFolder()) {}
@@ -156,8 +172,9 @@ LibraryLog::LibraryLog(const WString& folder) {
     SYSTEMTIME now;
     GetLocalTime(&now);
     m_begin = LogTimeKey(now);
-    const WString path = folder + kFileName;
-    if (folder.empty() || path.size() >= kLogPathCapacity) {
+    const WString path = folder.empty() ? folder : folder + kFileName;
+    SayWhenNothingIsLogged(path);
+    if (path.empty() || path.size() >= kLogPathCapacity) {
         return;
     }
     try {
