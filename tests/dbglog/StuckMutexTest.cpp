@@ -49,6 +49,7 @@ const TestRole g_beside("log-beside-stuck", [](const std::vector<std::string>& a
     std::for_each(threads.begin(), threads.end(), [](std::thread& thread) { thread.join(); });
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - start);
     holder.Kill();
+    output->Release();
     return static_cast<int>(seconds.count());
 });
 

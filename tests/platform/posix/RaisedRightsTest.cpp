@@ -19,6 +19,7 @@ int TellWhatCounts(const std::vector<std::string>& /*unused*/) {
     HKEY key = nullptr;
     const bool read =
         RegOpenKeyExW(HKEY_LOCAL_MACHINE, WIDE("planted"), 0, KEY_READ, &key) == ERROR_SUCCESS;
+    RegCloseKey(key);
     return (read ? kReadRegistry : 0) | (HostStateFolder().empty() ? 0 : kTookStateFolder) |
            (getauxval(AT_SECURE) != 0 ? kHasRaisedRights : 0);
 }

@@ -33,18 +33,21 @@ void FindPlace(ObjectPlace* place) {
 
 }  // namespace
 
-// Places are never freed: a process has as many of them as it changes its account.
+// Places are never freed: a process has one for each account that it has had.
 const ObjectPlace& CurrentObjectPlace() {
-    static constinit std::atomic<const ObjectPlace*> last{nullptr};
+    static constinit std::atomic<const ObjectPlace*> places{nullptr};
     const uid_t account = geteuid();
-    const ObjectPlace* known = last.load(std::memory_order_acquire);
-    if (known == nullptr || known->account != account) {
-        auto* const place = new ObjectPlace{account, {}};
-        FindPlace(place);
-        last.store(place, std::memory_order_release);
-        known = place;
+    const ObjectPlace* first = places.load(std::memory_order_acquire);
+    for (const ObjectPlace* known = first; known != nullptr; known = known->next) {
+        if (known->account == account) {
+            return *known;
+        }
     }
-    return *known;
+    auto* const place = new ObjectPlace{account, {}, first};
+    FindPlace(place);
+    while (!places.compare_exchange_weak(place->next, place, std::memory_order_acq_rel)) {
+    }
+    return *place;
 }
 
 OpenPlace OpenObjectPlace(const ObjectPlace& place, bool make) {

@@ -16,6 +16,7 @@ inline constexpr std::size_t kObjectFolderCapacity = 64;
 struct ObjectPlace {
     uid_t account;
     char folder[kObjectFolderCapacity];
+    const ObjectPlace* next;  // of another account that this process has had
 };
 
 // The place of the effective user. The object lives for the process. Any thread.
