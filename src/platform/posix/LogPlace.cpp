@@ -198,6 +198,7 @@ bool AdoptLogFile(HANDLE file, const WCHAR* path) {
     // In a sticky folder another account may put a link in the place of a missing file at any time.
     if (fstat(descriptor, &opened) != 0 || lstat(bytes.c_str(), &named) != 0 ||
         opened.st_dev != named.st_dev || opened.st_ino != named.st_ino ||
+        (S_ISREG(opened.st_mode) && opened.st_nlink != 1) || !IsTrustedPath(bytes) ||
         !IsTrustedFile(opened, bytes)) {
         return Fail(ERROR_ACCESS_DENIED) != FALSE;
     }

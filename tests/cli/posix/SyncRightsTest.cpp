@@ -94,16 +94,20 @@ TEST_F(SyncRightsTest, AStateOfOthersIsRefusedWithTheCommandThatMendsIt) {
     }
     EXPECT_EQ(Sync("").exitCode, 0);
     const std::string path = fs::absolute("st").string();
+    // The group with the number of the account is the account's own.
+    ASSERT_EQ(chmod("st", 0775), 0);
+    EXPECT_EQ(Run("status --state st").exitCode, 0);
     const struct {
         uid_t owner;
+        gid_t group;
         mode_t mode;
         std::string command;
-    } rows[] = {{0, 0777, "chmod go-w " + path},
-                {0, 0770, "chmod go-w " + path},
-                {0, 01777, "chmod go-w " + path},
-                {kStranger, 0700, "chown 0 " + path}};
+    } rows[] = {{0, 0, 0777, "chmod go-w " + path},
+                {0, kStranger, 0770, "chmod go-w " + path},
+                {0, 0, 01777, "chmod go-w " + path},
+                {kStranger, 0, 0700, "chown 0 " + path}};
     for (const auto& row : rows) {
-        ASSERT_TRUE(chown("st", row.owner, 0) == 0 && chmod("st", row.mode) == 0);
+        ASSERT_TRUE(chown("st", row.owner, row.group) == 0 && chmod("st", row.mode) == 0);
         const auto before = Files();
         for (const char* command : {"sync --snapshot off tree", "status", "commit", "discard"}) {
             const ToolResult result = Run(std::string(command) + " --state st");

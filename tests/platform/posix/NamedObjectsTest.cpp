@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -278,12 +279,35 @@ TEST(NamedObjects, ATakenFolderMakesThemPrivate) {
     }
 }
 
-TEST(NamedObjects, AFolderOfALaxModeIsMended) {
-    chmod(CurrentObjectPlace().folder, 0777);
-    EXPECT_TRUE(Create(Event, Wide(UniquePrefix())));
-    struct stat status;
-    EXPECT_EQ(stat(CurrentObjectPlace().folder, &status), 0);
-    EXPECT_EQ(status.st_mode & 0777U, 0700U);
+TEST(NamedObjects, AFolderOfAnotherModeIsMended) {
+    for (const mode_t mode : {0777, 0600, 0000}) {
+        chmod(CurrentObjectPlace().folder, mode);
+        EXPECT_TRUE(Create(Event, Wide(UniquePrefix())));
+        struct stat status;
+        EXPECT_EQ(stat(CurrentObjectPlace().folder, &status), 0);
+        EXPECT_EQ(status.st_mode & 07777U, 0700U) << mode;
+    }
+}
+
+// A child that can have no descriptor of its own must not end what its parent holds.
+TEST(NamedObjects, AForkedChildWithoutDescriptorsLeavesTheObject) {
+    const std::string name = UniquePrefix();
+    const Owned event = Create(Event, Wide(name));
+    const pid_t child = fork();
+    if (child == 0) {
+        const rlimit none{0, 0};
+        setrlimit(RLIMIT_NOFILE, &none);
+        const pid_t second = fork();
+        if (second == 0) {
+            CloseHandle(event.get());
+            _exit(0);
+        }
+        _exit(waitpid(second, nullptr, 0) == second ? 0 : 1);
+    }
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(CountFiles(FileOf(name)), 1);
 }
 
 }  // namespace

@@ -150,17 +150,19 @@ StateFolder ResolveStateFolder(const std::string& argument) {
 
 void EnterStateFolder(const StateFolder& state) {
     HostMakeFilesPrivate();
-    if (HostIsFolder(state.path)) {
-        if (!HostMakeFolderPrivate(state.path)) {
-            throw SystemFailure(ExitCode::Failed, "close the state folder to other accounts",
-                                state.path, GetLastError(), "make its file system writable");
-        }
-        return;
+    const bool isThere = HostIsFolder(state.path);
+    if (isThere && !HostMakeFolderPrivate(state.path)) {
+        throw SystemFailure(ExitCode::Failed, "close the state folder to other accounts",
+                            state.path, GetLastError(), "make its file system writable");
     }
-    if (!CreateDirectoryW(state.path.c_str(), nullptr) && GetLastError() != ERROR_ALREADY_EXISTS) {
+    if (!isThere && !CreateDirectoryW(state.path.c_str(), nullptr) &&
+        GetLastError() != ERROR_ALREADY_EXISTS) {
         throw SystemFailure(ExitCode::Failed, "create the state folder", state.path, GetLastError(),
                             "create the folder that holds it, or make it writable");
     }
+    // Another account may have made the folder since it was looked at.
+    RequireOwnFolder(state.path);
+    RequireNothingElse(state);
 }
 
 void RequireStateFolder(const StateFolder& state) {

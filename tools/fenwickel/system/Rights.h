@@ -10,9 +10,9 @@
 // True when this process may give files to other accounts.
 bool HostIsRoot();
 
-// The user and the group that new files of this process get, as "uid=N" and "gid=N"; none on
-// Windows.
-std::vector<std::string> HostOwnerIds();
+// The user and the group that new files of this process get in the folder, which need not exist, as
+// "uid=N" and "gid=N"; none on Windows.
+std::vector<std::string> HostOwnerIds(const WString& folder);
 
 // From now on what this process makes is for its account alone. Its child processes keep the umask
 // that it was started with. Call it before the first other thread starts.

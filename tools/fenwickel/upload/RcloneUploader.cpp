@@ -38,7 +38,8 @@ std::string RcloneDestination(const std::string& destination) {
 // away has to say whose they become, since rclone fails where it cannot keep the owner.
 std::vector<std::string> RightsWords(const std::string& destination,
                                      std::optional<bool> keepOwners) {
-    const bool isLocal = !LocalArgument(destination).empty();
+    const WString local = LocalArgument(destination);
+    const bool isLocal = !local.empty();
     if (keepOwners == true && !isLocal) {
         throw Failure(ExitCode::Usage, "--to \"rclone:" + Escaped(ValidUtf8(destination)) +
                                            "\" is no folder of this machine, so it cannot go with "
@@ -48,7 +49,7 @@ std::vector<std::string> RightsWords(const std::string& destination,
     if (isLocal && !HasDriveLetters()) {
         words.emplace_back("--metadata");
         for (const std::string& owner :
-             keepOwners.value_or(HostIsRoot()) ? std::vector<std::string>() : HostOwnerIds()) {
+             keepOwners.value_or(HostIsRoot()) ? std::vector<std::string>() : HostOwnerIds(local)) {
             words.insert(words.end(), {"--metadata-set", owner});
         }
     }

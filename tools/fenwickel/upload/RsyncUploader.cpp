@@ -216,7 +216,7 @@ void RsyncUploader::AddRights(std::vector<std::string>* command) const {
     if (m_keepsOwners) {
         command->insert(command->end(), {"--owner", "--group", "--numeric-ids"});
     }
-    if (m_keepsOwners && !m_isLocal) {
+    if (m_keepsOwners && !(m_isLocal && HostIsRoot())) {
         command->emplace_back("--super");
     }
 }
@@ -251,11 +251,13 @@ void RsyncUploader::Remove(const HandOver& work) {
     }
     const WString& list = isPlain ? work.removals : joined.Path();
     const EmptyFolder nothing(m_program.Scratch(WIDE("empty")), work.folder);
-    const ProgramEnd end = m_program.Run(
-        {kProgram, "-s", "--perms", "--chmod=u-s,g-s", "--mkpath", "--delete-missing-args",
-         "--force", "--from0", "--files-from=" + LocalPath(list), "--", nothing.Source(),
-         Below(m_destination, HostNativePath(work.place))},
-        {.capture = Capture::All, .shared = Shared()});
+    // The copy's folder gets the mode of the empty one.
+    const char* const rights = m_keepsOwners ? "--chmod=Du+rwx" : "--chmod=u-s,g-s";
+    const ProgramEnd end =
+        m_program.Run({kProgram, "-s", "--perms", rights, "--mkpath", "--delete-missing-args",
+                       "--force", "--from0", "--files-from=" + LocalPath(list), "--",
+                       nothing.Source(), Below(m_destination, HostNativePath(work.place))},
+                      {.capture = Capture::All, .shared = Shared()});
     Relay(end.output);
     Relay(WithoutExpected(end.errors));
     if (end.errors.find("invalid file mode 00 ") != std::string::npos) {

@@ -139,6 +139,14 @@ bool IsWithinLimit(std::uint64_t bytes) {
     return getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur >= bytes;
 }
 
+bool Reserve(int file, std::uint64_t bytes) {
+    int error = EINTR;
+    while (error == EINTR) {
+        error = posix_fallocate(file, 0, static_cast<off_t>(bytes));
+    }
+    return error == 0;
+}
+
 // A file of this size for its owner alone, under the shared lock. None when it cannot be made.
 Descriptor NewFile(const char* path, std::uint64_t bytes) {
     if (!IsWithinLimit(bytes)) {
@@ -146,8 +154,7 @@ Descriptor NewFile(const char* path, std::uint64_t bytes) {
     }
     Descriptor file(BesideStandardStreams(open(path, kOpenFlags | O_CREAT | O_EXCL, kForOwner)));
     const bool made = file && TryLock(file.get(), LOCK_SH) && fchmod(file.get(), kForOwner) == 0 &&
-                      !FaultFails("ReserveObject") &&
-                      posix_fallocate(file.get(), 0, static_cast<off_t>(bytes)) == 0;
+                      !FaultFails("ReserveObject") && Reserve(file.get(), bytes);
     return made ? std::move(file) : Descriptor();
 }
 
@@ -229,9 +236,9 @@ void ReopenAfterFork(Connection* connection) {
     char path[40];
     std::snprintf(path, sizeof path, "/proc/self/fd/%d", connection->file.get());
     Descriptor own(BesideStandardStreams(open(path, O_RDWR | O_NONBLOCK | O_CLOEXEC)));
-    if (own && TryLock(own.get(), LOCK_SH)) {
-        connection->file = std::move(own);
-    }
+    // Without one the child keeps the memory, and leaves the end of the object to others.
+    const bool isLocked = own && TryLock(own.get(), LOCK_SH);
+    connection->file = isLocked ? std::move(own) : Descriptor();
 }
 
 void SweepObjects(const char* folder) {

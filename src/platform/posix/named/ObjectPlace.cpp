@@ -11,7 +11,7 @@
 namespace {
 
 constexpr mode_t kFolderMode = 0700;
-constexpr mode_t kRightsOfOthers = 0077;
+constexpr mode_t kAllModes = 07777;
 
 const char* ParentFor(uid_t account) {
     if (account == 0) {
@@ -69,10 +69,14 @@ OpenPlace OpenObjectPlace(const ObjectPlace& place, bool make) {
         opened.owner = status.st_uid;
         return opened;
     }
+    // The umask of the process that made it may have left less, too.
+    if ((status.st_mode & kAllModes) != kFolderMode &&
+        fchmodat(AT_FDCWD, name, kFolderMode, 0) != 0) {
+        return opened;
+    }
     Descriptor folder(
         BesideStandardStreams(open(name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)));
-    if (!folder || fstat(folder.get(), &status) != 0 || status.st_uid != place.account ||
-        ((status.st_mode & kRightsOfOthers) != 0 && fchmod(folder.get(), kFolderMode) != 0)) {
+    if (!folder || fstat(folder.get(), &status) != 0 || status.st_uid != place.account) {
         return opened;
     }
     opened.state = PlaceState::Usable;

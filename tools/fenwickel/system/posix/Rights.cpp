@@ -17,6 +17,17 @@ std::optional<mode_t> g_umaskBefore;
 
 }  // namespace
 
+namespace {
+
+// The bits of the group also bound what an access control list grants. A group with the number of
+// the account is the account's alone by custom.
+bool OthersMayWrite(const struct stat& status) {
+    return (status.st_mode & S_IWOTH) != 0 ||
+           ((status.st_mode & S_IWGRP) != 0 && status.st_gid != status.st_uid);
+}
+
+}  // namespace
+
 std::optional<mode_t> UmaskForChildren() {
     return g_umaskBefore;
 }
@@ -25,8 +36,13 @@ bool HostIsRoot() {
     return geteuid() == 0;
 }
 
-std::vector<std::string> HostOwnerIds() {
-    return {"uid=" + std::to_string(geteuid()), "gid=" + std::to_string(getegid())};
+// A set-group folder gives its group to what is made in it.
+std::vector<std::string> HostOwnerIds(const WString& folder) {
+    struct stat status;
+    const bool givesGroup =
+        stat(HostNativePath(folder).c_str(), &status) == 0 && (status.st_mode & S_ISGID) != 0;
+    return {"uid=" + std::to_string(geteuid()),
+            "gid=" + std::to_string(givesGroup ? status.st_gid : getegid())};
 }
 
 void HostMakeFilesPrivate() {
@@ -36,7 +52,6 @@ void HostMakeFilesPrivate() {
     }
 }
 
-// The bits of the group also bound what an access control list grants.
 std::string HostCommandToOwn(const WString& folder) {
     const std::string path = HostNativePath(folder);
     struct stat status;
@@ -46,13 +61,14 @@ std::string HostCommandToOwn(const WString& folder) {
     if (status.st_uid != geteuid()) {
         return "chown " + std::to_string(geteuid());
     }
-    return (status.st_mode & (S_IWGRP | S_IWOTH)) != 0 ? "chmod go-w" : "";
+    return OthersMayWrite(status) ? "chmod go-w" : "";
 }
 
 bool HostMakeFolderPrivate(const WString& folder) {
     const std::string path = HostNativePath(folder);
     struct stat status;
     const bool done = stat(path.c_str(), &status) == 0 &&
-                      ((status.st_mode & kRightsOfOthers) == 0 || chmod(path.c_str(), 0700) == 0);
+                      ((status.st_mode & kRightsOfOthers) == 0 || chmod(path.c_str(), 0700) == 0 ||
+                       !OthersMayWrite(status));
     return done || Fail(CommonError(errno)) != FALSE;
 }

@@ -200,14 +200,17 @@ HostChild HostChild::Start(const std::vector<std::string>& command,
     startup.StartupInfo.hStdOutput = streams.Stream(1);
     startup.StartupInfo.hStdError = streams.Stream(2);
     startup.lpAttributeList = attributes.get();
-    const WString program = ProgramPath(WideFromUtf8(command[0]));
+    const WString name = WideFromUtf8(command[0]);
+    const WString program = ProgramPath(name);
+    // For a path that was given as one the system adds what it lacks of ".exe".
+    const WCHAR* const found = program == name ? nullptr : program.c_str();
     if (program.empty()) {
         SetLastError(ERROR_FILE_NOT_FOUND);
         return child;
     }
     WString line = CommandLine(command);
     PROCESS_INFORMATION process{};
-    if (!attributes || !CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE,
+    if (!attributes || !CreateProcessW(found, line.data(), nullptr, nullptr, TRUE,
                                        EXTENDED_STARTUPINFO_PRESENT | CREATE_SUSPENDED, nullptr,
                                        nullptr, &startup.StartupInfo, &process)) {
         return child;

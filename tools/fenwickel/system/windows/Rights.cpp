@@ -4,7 +4,7 @@ bool HostIsRoot() {
     return false;
 }
 
-std::vector<std::string> HostOwnerIds() {
+std::vector<std::string> HostOwnerIds(const WString&) {
     return {};
 }
 
