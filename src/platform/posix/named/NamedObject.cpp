@@ -81,7 +81,7 @@ void SettleInChild() {
 
 // To be called without the lock of the table, which a fork takes under a lock of the system's own.
 // False sets the last error.
-bool ForksAreWatched() {
+bool ForkHandlersAreSet() {
     static const int error = pthread_atfork(LockBeforeFork, UnlockInParent, SettleInChild);
     return error == 0 || Fail(ERROR_NOT_ENOUGH_MEMORY) != FALSE;
 }
@@ -98,11 +98,11 @@ std::unique_ptr<NamedObject> NewNamedObject() {
 // *made tells of which sort a connection is that is done.
 Connecting JoinOrMake(const ObjectName& name, const NewObject& wanted, bool* made) {
     Connecting result = JoinObject(name);
-    *made = result.step == Step::Missing;
+    *made = result.step == JoinStep::Missing;
     if (*made) {
         result = MakeObject(name, wanted);
     }
-    return result.step == Step::Missing ? MakePrivateObject(name, wanted) : std::move(result);
+    return result.step == JoinStep::Missing ? MakePrivateObject(name, wanted) : std::move(result);
 }
 
 void SweepNowAndThen(const ObjectName& name) {
@@ -114,7 +114,7 @@ void SweepNowAndThen(const ObjectName& name) {
 
 NamedUse Create(const ObjectName& name, const NewObject& wanted, bool* made) {
     std::unique_ptr<NamedObject> object = NewNamedObject();
-    if (object == nullptr || !ForksAreWatched()) {
+    if (object == nullptr || !ForkHandlersAreSet()) {
         return NamedUse();
     }
     const std::lock_guard guard(tableLock);
@@ -123,10 +123,10 @@ NamedUse Create(const ObjectName& name, const NewObject& wanted, bool* made) {
     }
     for (int attempt = 0; attempt < kMostCreations; ++attempt) {
         Connecting result = JoinOrMake(name, wanted, made);
-        if (result.step == Step::Failed) {
+        if (result.step == JoinStep::Failed) {
             return NamedUse();
         }
-        if (result.step == Step::Done) {
+        if (result.step == JoinStep::Done) {
             return EnterLocked(name, std::move(result.connection), std::move(object));
         }
     }
@@ -135,7 +135,7 @@ NamedUse Create(const ObjectName& name, const NewObject& wanted, bool* made) {
 }
 
 NamedUse Join(const ObjectName& name) {
-    if (!ForksAreWatched()) {
+    if (!ForkHandlersAreSet()) {
         return NamedUse();
     }
     const std::lock_guard guard(tableLock);
@@ -143,10 +143,11 @@ NamedUse Join(const ObjectName& name) {
         return known;
     }
     Connecting result = JoinObject(name);
-    if (result.step == Step::Missing) {
+    if (result.step == JoinStep::Missing) {
         SetLastError(ERROR_FILE_NOT_FOUND);
     }
-    std::unique_ptr<NamedObject> object = result.step == Step::Done ? NewNamedObject() : nullptr;
+    std::unique_ptr<NamedObject> object =
+        result.step == JoinStep::Done ? NewNamedObject() : nullptr;
     return object != nullptr ? EnterLocked(name, std::move(result.connection), std::move(object))
                              : NamedUse();
 }

@@ -26,13 +26,13 @@ constexpr int kMostLooks = 1000;
 // Bounds on what one sweep costs.
 constexpr int kMostEntries = 4096;
 
-Connecting Stopped(Step step) {
+Connecting Stopped(JoinStep step) {
     return {step};
 }
 
 Connecting Refused(DWORD code) {
     SetLastError(code);
-    return Stopped(Step::Failed);
+    return Stopped(JoinStep::Failed);
 }
 
 bool TryLock(int file, int way) {
@@ -63,15 +63,15 @@ void NapAMillisecond() {
 }
 
 // Takes the shared lock of a live object. Again while another process ends it.
-Step LockLive(const char* path, int file, const struct stat& status) {
+JoinStep LockLive(const char* path, int file, const struct stat& status) {
     if (TryLock(file, LOCK_EX)) {
         RemoveLeftover(path, status);
-        return Step::Missing;
+        return JoinStep::Missing;
     }
     if (errno != EWOULDBLOCK || !TryLock(file, LOCK_SH)) {
-        return Step::Again;
+        return JoinStep::Again;
     }
-    return IsNamed(path, status) ? Step::Done : Step::Again;
+    return IsNamed(path, status) ? JoinStep::Done : JoinStep::Again;
 }
 
 Connecting JoinOnce(const ObjectName& name) {
@@ -82,9 +82,9 @@ Connecting JoinOnce(const ObjectName& name) {
     struct stat status;
     // What another account has put there is no object of this one.
     if (!file || fstat(file.get(), &status) != 0 || !MayBeObject(status, name.place->account)) {
-        return Stopped(Step::Missing);
+        return Stopped(JoinStep::Missing);
     }
-    if (const Step step = LockLive(name.path, file.get(), status); step != Step::Done) {
+    if (const JoinStep step = LockLive(name.path, file.get(), status); step != JoinStep::Done) {
         return Stopped(step);
     }
     if (static_cast<std::uint64_t>(status.st_size) < kHeaderBytes) {
@@ -100,7 +100,7 @@ Connecting JoinOnce(const ObjectName& name) {
     if (!memory.IsOf(name)) {
         return Refused(ERROR_ACCESS_DENIED);
     }
-    return {Step::Done, {std::move(file), std::move(memory)}};
+    return {JoinStep::Done, {std::move(file), std::move(memory)}};
 }
 
 // A file in the making; its name goes when this goes, unless it was published.
@@ -163,7 +163,7 @@ Connecting Filled(const ObjectName& name, const NewObject& wanted, Descriptor fi
     if (!memory || !memory.Fill(name, wanted)) {
         return Refused(ERROR_NOT_ENOUGH_MEMORY);
     }
-    return {Step::Done, {std::move(file), std::move(memory)}};
+    return {JoinStep::Done, {std::move(file), std::move(memory)}};
 }
 
 // A mutex that is owned from the start must not be unmapped while this thread owns it.
@@ -187,7 +187,7 @@ void SweepFile(const char* path) {
 Connecting JoinObject(const ObjectName& name) {
     for (int look = 0; look < kMostLooks; ++look) {
         Connecting result = JoinOnce(name);
-        if (result.step != Step::Again) {
+        if (result.step != JoinStep::Again) {
             return result;
         }
         NapAMillisecond();
@@ -197,22 +197,22 @@ Connecting JoinObject(const ObjectName& name) {
 
 Connecting MakeObject(const ObjectName& name, const NewObject& wanted) {
     if (OpenObjectPlace(*name.place, true).state != PlaceState::Usable) {
-        return Stopped(Step::Missing);
+        return Stopped(JoinStep::Missing);
     }
     TemporaryName temporary(name.path);
     Descriptor file = NewFile(temporary.path(), MemoryBytes(wanted));
     if (!file) {
-        return Stopped(Step::Missing);
+        return Stopped(JoinStep::Missing);
     }
     Connecting made = Filled(name, wanted, std::move(file));
-    if (made.step != Step::Done) {
+    if (made.step != JoinStep::Done) {
         return made;
     }
     const int error = FaultFails("PublishObject") ? EIO : temporary.Publish(name.path);
     if (error != 0) {
         Unlock(made.connection, wanted);
         // ENOENT: a sweep took the file for a leftover before it was locked.
-        return Stopped(error == EEXIST || error == ENOENT ? Step::Again : Step::Missing);
+        return Stopped(error == EEXIST || error == ENOENT ? JoinStep::Again : JoinStep::Missing);
     }
     return made;
 }

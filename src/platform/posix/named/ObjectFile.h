@@ -22,7 +22,7 @@
 #include "platform/posix/Descriptor.h"
 #include "platform/posix/named/ObjectMemory.h"
 
-enum class Step {
+enum class JoinStep {
     Done,
     Missing,  // no such object, or no file for it
     Again,    // another process has made or ended the object in between
@@ -36,7 +36,7 @@ struct Connection {
 };
 
 struct Connecting {
-    Step step = Step::Failed;
+    JoinStep step = JoinStep::Failed;
     Connection connection{};  // when done
 };
 

@@ -142,7 +142,7 @@ std::string ProgramPath(const std::string& name) {
     while (!folders.empty()) {
         const std::string_view folder = folders.substr(0, folders.find(':'));
         folders.remove_prefix(std::min(folders.size(), folder.size() + 1));
-        const std::string path = std::string(folder) + '/' + name;
+        std::string path = std::string(folder) + '/' + name;
         if (folder.starts_with('/') && IsProgram(path)) {
             return path;
         }
