@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,6 +15,7 @@
 #include "platform/posix/Descriptor.h"
 #include "platform/posix/Errors.h"
 #include "platform/posix/Names.h"
+#include "platform/posix/OthersMayWrite.h"
 
 namespace {
 
@@ -27,17 +27,6 @@ constexpr std::string_view kRootsLogs = "/var/log/";
 
 bool IsTrusted(uid_t owner) {
     return owner == 0 || owner == geteuid();
-}
-
-// A group with the number of the owner is the owner's alone by custom. With an access list, the
-// bits of the group say what all listed accounts may do at most.
-bool OthersMayWrite(const struct stat& status, const std::string& path) {
-    if ((status.st_mode & S_IWOTH) != 0) {
-        return true;
-    }
-    return (status.st_mode & S_IWGRP) != 0 &&
-           (status.st_gid != status.st_uid ||
-            lgetxattr(path.c_str(), "system.posix_acl_access", nullptr, 0) >= 0);
 }
 
 bool IsTrustedFile(const struct stat& status, const std::string& path) {

@@ -6,6 +6,7 @@
 #include <cerrno>
 
 #include "platform/posix/Errors.h"
+#include "platform/posix/OthersMayWrite.h"
 #include "system/Paths.h"
 #include "system/posix/ChildUmask.h"
 
@@ -14,17 +15,6 @@ namespace {
 constexpr mode_t kRightsOfOthers = S_IRWXG | S_IRWXO;
 
 std::optional<mode_t> g_umaskBefore;
-
-}  // namespace
-
-namespace {
-
-// The bits of the group also bound what an access control list grants. A group with the number of
-// the account is the account's alone by custom.
-bool OthersMayWrite(const struct stat& status) {
-    return (status.st_mode & S_IWOTH) != 0 ||
-           ((status.st_mode & S_IWGRP) != 0 && status.st_gid != status.st_uid);
-}
 
 }  // namespace
 
@@ -61,7 +51,7 @@ std::string HostCommandToOwn(const WString& folder) {
     if (status.st_uid != geteuid()) {
         return "chown " + std::to_string(geteuid());
     }
-    return OthersMayWrite(status) ? "chmod go-w" : "";
+    return OthersMayWrite(status, path) ? "chmod go-w" : "";
 }
 
 bool HostMakeFolderPrivate(const WString& folder) {
@@ -69,6 +59,6 @@ bool HostMakeFolderPrivate(const WString& folder) {
     struct stat status;
     const bool done = stat(path.c_str(), &status) == 0 &&
                       ((status.st_mode & kRightsOfOthers) == 0 || chmod(path.c_str(), 0700) == 0 ||
-                       !OthersMayWrite(status));
+                       !OthersMayWrite(status, path));
     return done || Fail(CommonError(errno)) != FALSE;
 }
