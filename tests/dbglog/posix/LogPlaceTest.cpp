@@ -103,7 +103,7 @@ TEST_F(LogPlace, IsNoFolderOfPrograms) {
 
 // Logs, after it has been told the file if there is one. 0 when its settings then name the second
 // file.
-const TestRole g_stranger("log-as-stranger", [](const std::vector<std::string>& arguments) {
+const TestRole g_stranger("log-as-stranger", [](const std::vector<std::string>& arguments) -> int {
     if (!arguments[0].empty()) {
         SetProcessLogFile(Wide(arguments[0]));
     }
@@ -113,7 +113,6 @@ const TestRole g_stranger("log-as-stranger", [](const std::vector<std::string>& 
         arguments[0].empty() ? TextOf(config->entries[0].szLogFile) : TextOf(config->szLogFile);
     // A sanitizer cannot look for leaks in a program with raised rights, and would end it with 1.
     _exit(file == Wide(arguments[1]) ? 0 : 1);
-    return 0;
 });
 
 // Runs the program as the other account, with these variables and no home but what they say.
